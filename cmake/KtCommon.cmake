@@ -11,15 +11,19 @@ endif()
 
 # One test executable per folder: every *_test.cpp in the folder.
 function(kt_add_test_folder name)
-  cmake_parse_arguments(T "" "" "LIBS" ${ARGN})
-  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  cmake_parse_arguments(T "" "DIR" "LIBS" ${ARGN})
+  if(NOT T_DIR)
+    set(T_DIR ${CMAKE_CURRENT_SOURCE_DIR})
+  endif()
+  file(GLOB srcs CONFIGURE_DEPENDS ${T_DIR}/*.cpp)
   if(NOT srcs)
     return()
   endif()
   add_executable(${name} ${srcs})
   target_link_libraries(${name} PRIVATE ${T_LIBS} kt_test_support GTest::gtest GTest::gtest_main GTest::gmock)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;KT_PLUGIN_DIR=${CMAKE_BINARY_DIR}/bin")
+    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;KT_PLUGIN_DIR=${CMAKE_BINARY_DIR}/bin;KT_SOURCE_DIR=${CMAKE_SOURCE_DIR}")
+  target_compile_definitions(${name} PRIVATE KT_TEST_DATA_DIR="${T_DIR}")
 endfunction()
 
 # A plug-in subsystem: every .cpp under the folder, ui/ included.

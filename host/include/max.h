@@ -1,0 +1,17 @@
+// The host SDK: one header for everything a plug-in uses.
+#pragma once
+
+#include "maxtypes.h"
+#include "strclass.h"
+#include "tab.h"
+#if __has_include("maxmath.h")
+#include "maxmath.h"
+#endif
+#include "animtbl.h"
+#include "ref.h"
+#include "hold.h"
+#include "custattrib.h"
+#include "iplugin.h"
+#if __has_include("weakref.h")
+#include "weakref.h"
+#endif

@@ -169,6 +169,7 @@ public:
     virtual void BaseClone(ReferenceTarget* from, ReferenceTarget* to, RemapDir& remap);
 
     // Releases the object if nothing needs it: no real dependents, no undo record, no lock.
+    // An object that was never referenced belongs to whoever made it and is left alone.
     void MaybeAutoDelete();
 
     // Undo records that still need the object keep it alive through these.
@@ -178,12 +179,16 @@ public:
 
 private:
     friend class ReferenceMaker;
-    void AddDependent(ReferenceMaker* m) { dependents_.push_back(m); }
+    void AddDependent(ReferenceMaker* m) {
+        dependents_.push_back(m);
+        everReferenced_ = true;
+    }
     void RemoveDependent(ReferenceMaker* m);
 
     std::vector<ReferenceMaker*> dependents_;
     int holdLocks_ = 0;
     int notifyDepth_ = 0;
+    bool everReferenced_ = false;
 };
 
 // Maps originals to clones while a clone is made, so shared objects stay shared.

@@ -182,7 +182,8 @@ void ReferenceTarget::host_ReleaseHoldLock() {
 }
 
 void ReferenceTarget::MaybeAutoDelete() {
-    if (holdLocks_ > 0 || TestAFlag(A_LOCK_TARGET | A_IS_DELETED) || NumRealDependents() > 0) return;
+    if (!everReferenced_ || holdLocks_ > 0 || TestAFlag(A_LOCK_TARGET | A_IS_DELETED) || NumRealDependents() > 0)
+        return;
     DeleteMe();
 }
 

@@ -10,6 +10,7 @@
 #include "animtbl.h"
 #include "ref.h"
 #include "hold.h"
+#include "iosave.h"
 #include "custattrib.h"
 #include "iplugin.h"
 #if __has_include("weakref.h")

@@ -167,6 +167,9 @@ void MatrixFromNormal(const Point3& normal, Matrix3& mat);
 // A singular 3x3 part (zero scale on an axis, a flattened matrix, all zeros) is not an error:
 // the result is the pseudo-inverse of the 3x3 part with the translation mapped back through it,
 // so everything stays finite and the directions that still exist are inverted properly.
+// "Singular" means the axis rows are dependent to within float noise: |det| at most 1e-6 times
+// the product of the row lengths; then singular values below 1e-6 of the largest count as 0.
+// Small but independent rows (ScaleMatrix(1, 1, 1e-7)) still invert exactly.
 Matrix3 Inverse(const Matrix3& m);
 
 // p * M (either operand order gives the same, as in the SDK).

@@ -63,8 +63,8 @@ public:
     // as given. A unit axis gives a unit quaternion; a zero axis gives (0, 0, 0, cos(angle/2)),
     // which is NOT unit length (and is near zero for angle near pi). Deliberately kept so.
     explicit Quat(const AngAxis& aa);
-    // Rotation by angle (left-handed) about axis, then normalized: the unit quaternion of
-    // Quat(AngAxis(axis, angle)). A zero axis gives (0, 0, 0, 1) or (0, 0, 0, -1).
+    // Rotation by angle (left-handed) about the direction of axis: Quat(AngAxis(Normalize(axis),
+    // angle)), made unit length. A zero axis gives (0, 0, 0, 1) or (0, 0, 0, -1).
     Quat(const Point3& axis, float angle);
 
     // 0 x, 1 y, 2 z, 3 w.

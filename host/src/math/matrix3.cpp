@@ -244,9 +244,11 @@ Matrix3 Inverse(const Matrix3& m) {
     Mat3d a;
     host::linalg::FromMatrix3(m, a);
     double det = host::linalg::Det(a);
+    // Rows dependent to within float noise (volume below a millionth of the rows' lengths'
+    // product) count as singular; a merely small but well-shaped matrix inverts exactly.
     double scale = double(m[0].Length()) * m[1].Length() * m[2].Length();
     Mat3d inv;
-    if (std::fabs(det) > 1e-12 * scale && std::isfinite(det)) {
+    if (std::fabs(det) > 1e-6 * scale && std::isfinite(det)) {
         double id = 1.0 / det;
         inv[0][0] = (a[1][1] * a[2][2] - a[1][2] * a[2][1]) * id;
         inv[0][1] = (a[0][2] * a[2][1] - a[0][1] * a[2][2]) * id;

@@ -64,7 +64,7 @@ Quat::Quat(const Matrix3& m) {
 Quat::Quat(const AngAxis& aa) { *this = QFromAngAxis(aa.angle, aa.axis); }
 
 Quat::Quat(const Point3& axis, float angle) {
-    *this = QFromAngAxis(angle, axis);
+    *this = QFromAngAxis(angle, axis.Normalize());
     Normalize();
 }
 

@@ -84,3 +84,9 @@ private:
 };
 
 extern Hold theHold;
+
+namespace host {
+// Called after theHold.Undo (redo false) or theHold.Redo (redo true) has run a record; the
+// notification module installs it to broadcast NOTIFY_SCENE_UNDO / NOTIFY_SCENE_REDO.
+void SetHoldUndoRedoHook(void (*hook)(bool redo));
+}  // namespace host

@@ -4,6 +4,12 @@
 
 Hold theHold;
 
+namespace {
+void (*g_undoRedoHook)(bool redo) = nullptr;
+}
+
+void host::SetHoldUndoRedoHook(void (*hook)(bool redo)) { g_undoRedoHook = hook; }
+
 Hold::Hold() = default;
 
 Hold::~Hold() {
@@ -102,6 +108,7 @@ bool Hold::Undo() {
     for (auto it = rec.objs.rbegin(); it != rec.objs.rend(); ++it) (*it)->Restore(TRUE);
     --restoring_;
     redo_.push_back(std::move(rec));
+    if (g_undoRedoHook) g_undoRedoHook(false);
     return true;
 }
 
@@ -113,6 +120,7 @@ bool Hold::Redo() {
     for (RestoreObj* o : rec.objs) o->Redo();
     --redoing_;
     undo_.push_back(std::move(rec));
+    if (g_undoRedoHook) g_undoRedoHook(true);
     return true;
 }
 

@@ -1,0 +1,159 @@
+// Objects: what a node carries and evaluates. Only the bases live here; meshes, shapes,
+// helpers with parameters, modifiers and derived objects build on them.
+//
+// A node refers to one object (its object reference). Evaluating the object at t gives an
+// ObjectState: the object that results (the object itself for a base object; the end of the
+// modifier stack for a derived object), an optional transform and validity intervals.
+#pragma once
+
+#include "ref.h"
+#include "point3.h"
+#include "matrix3.h"
+
+class INode;
+class ViewExp;
+class IPoint2;
+class Box3;
+class Object;
+class IObjParam;
+
+// Channels of an object's data; the same bits as the PART_ values of REFMSG_CHANGE.
+typedef DWORD ChannelMask;
+constexpr ChannelMask TOPO_CHANNEL = PART_TOPO;
+constexpr ChannelMask GEOM_CHANNEL = PART_GEOM;
+constexpr ChannelMask TEXMAP_CHANNEL = PART_TEXMAP;
+constexpr ChannelMask MTL_CHANNEL = PART_MTL;
+constexpr ChannelMask SELECT_CHANNEL = PART_SELECT;
+constexpr ChannelMask SUBSEL_TYPE_CHANNEL = PART_SUBSEL_TYPE;
+constexpr ChannelMask DISP_ATTRIB_CHANNEL = PART_DISPLAY;
+constexpr ChannelMask VERTCOLOR_CHANNEL = PART_VERTCOLOR;
+constexpr ChannelMask GFX_DATA_CHANNEL = PART_GFX_DATA;
+constexpr ChannelMask DISP_APPROX_CHANNEL = PART_DM_CHANNEL;
+constexpr ChannelMask TM_CHANNEL = PART_TM_CHAN;
+constexpr ChannelMask ALL_CHANNELS = TOPO_CHANNEL | GEOM_CHANNEL | TEXMAP_CHANNEL | MTL_CHANNEL | SELECT_CHANNEL |
+                                     SUBSEL_TYPE_CHANNEL | DISP_ATTRIB_CHANNEL | VERTCOLOR_CHANNEL |
+                                     GFX_DATA_CHANNEL | DISP_APPROX_CHANNEL | TM_CHANNEL;
+// Channel numbers for ChannelValidity.
+constexpr int TOPO_CHAN_NUM = 0;
+constexpr int GEOM_CHAN_NUM = 1;
+constexpr int TEXMAP_CHAN_NUM = 2;
+constexpr int MTL_CHAN_NUM = 3;
+constexpr int SELECT_CHAN_NUM = 4;
+constexpr int SUBSEL_TYPE_CHAN_NUM = 5;
+constexpr int DISP_ATTRIB_CHAN_NUM = 6;
+constexpr int VERT_COLOR_CHAN_NUM = 7;
+constexpr int GFX_DATA_CHAN_NUM = 8;
+constexpr int DISP_APPROX_CHAN_NUM = 9;
+constexpr int TM_CHAN_NUM = 10;
+constexpr int NUM_OBJ_CHANS = 11;
+
+// The result of evaluating an object. tm, when set, is an extra transform in object space
+// (owned by whoever evaluated); null means identity.
+class ObjectState {
+public:
+    ObjectState() = default;
+    explicit ObjectState(Object* o) : obj(o) {}
+
+    Object* obj = nullptr;
+    Matrix3* tm = nullptr;
+
+    Interval& tmValid() { return tmValid_; }
+    Interval& mtlValid() { return mtlValid_; }
+    bool TMIsIdentity() const { return tm == nullptr; }
+    Matrix3 GetTM() const { return tm ? *tm : Matrix3(); }
+    // Where the whole state holds: the object's validity with the transform's and material's.
+    Interval Validity(TimeValue t) const;
+
+private:
+    Interval tmValid_ = FOREVER;
+    Interval mtlValid_ = FOREVER;
+};
+
+// Moves points: Deform calls Map once per point.
+class Deformer {
+public:
+    virtual ~Deformer() = default;
+    // The new position of point i, which is now at p.
+    virtual Point3 Map(int i, Point3 p) = 0;
+};
+
+// Anything that shows in viewports: objects and modifiers.
+class BaseObject : public ReferenceTarget {
+public:
+    // Viewport drawing and picking; the defaults draw nothing and hit nothing.
+    virtual int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) {
+        (void)t; (void)inode; (void)vpt; (void)flags;
+        return 0;
+    }
+    // Non-zero when the object is hit.
+    virtual int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) {
+        (void)t; (void)inode; (void)type; (void)crossing; (void)flags; (void)p; (void)vpt;
+        return 0;
+    }
+    // Bounding boxes; the defaults leave box as the caller passed it (callers pass an empty box).
+    virtual void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) {
+        (void)t; (void)inode; (void)vpt; (void)box;
+    }
+    virtual void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) {
+        (void)t; (void)inode; (void)vpt; (void)box;
+    }
+    // Rollups while the object is edited.
+    virtual void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) { (void)ip; (void)flags; (void)prev; }
+    virtual void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) { (void)ip; (void)flags; (void)next; }
+    // The object's name in the modifier stack and the track view; the class name by default.
+    virtual MSTR GetObjectName(bool localized = true) const { return ClassName(localized); }
+};
+
+class Object : public BaseObject {
+public:
+    // The state at t. A base object answers itself; derived objects evaluate their stack.
+    virtual ObjectState Eval(TimeValue t) { (void)t; return ObjectState(this); }
+    // The object at the bottom of a modifier stack; this for a base object.
+    virtual Object* FindBaseObject() { return this; }
+    // How long channel chan (a *_CHAN_NUM) stays as it is at t; FOREVER by default.
+    virtual Interval ChannelValidity(TimeValue t, int chan) { (void)t; (void)chan; return FOREVER; }
+    // The intersection of every channel's validity at t.
+    virtual Interval ObjectValidity(TimeValue t);
+
+    // Point access for deformers. A deformable object answers TRUE and its points.
+    virtual int IsDeformable() { return FALSE; }
+    virtual int NumPoints() { return 0; }
+    virtual Point3 GetPoint(int i) { (void)i; return Point3(); }
+    virtual void SetPoint(int i, const Point3& p) { (void)i; (void)p; }
+    // Called after points were set so that caches (normals, bounds) are rebuilt.
+    virtual void PointsWereChanged() {}
+    // Sets every point to defProc.Map(i, point); useSel is for objects with a sub-selection.
+    virtual void Deform(Deformer* defProc, int useSel = 0);
+
+    // Conversion between object types; the defaults convert only to the object's own class.
+    virtual int CanConvertToType(Class_ID obtype) { return obtype == ClassID() ? TRUE : FALSE; }
+    virtual Object* ConvertToType(TimeValue t, Class_ID obtype) {
+        (void)t;
+        return obtype == ClassID() ? this : nullptr;
+    }
+
+    virtual BOOL IsWorldSpaceObject() { return FALSE; }
+    virtual int IsRenderable() { return FALSE; }
+    virtual BOOL IsShapeObject() { return FALSE; }
+    virtual BOOL UsesWireColor() { return TRUE; }
+    // The base of the name a new node of this object gets ("Point" gives "Point001").
+    virtual void InitNodeName(MSTR& s) { s = GetObjectName(true); }
+};
+
+class GeomObject : public Object {
+public:
+    SClass_ID SuperClassID() override { return GEOMOBJECT_CLASS_ID; }
+    int IsRenderable() override { return TRUE; }
+};
+
+class HelperObject : public Object {
+public:
+    SClass_ID SuperClassID() override { return HELPER_CLASS_ID; }
+};
+
+class ShapeObject : public GeomObject {
+public:
+    SClass_ID SuperClassID() override { return SHAPE_CLASS_ID; }
+    BOOL IsShapeObject() override { return TRUE; }
+    int IsRenderable() override { return FALSE; }
+};

@@ -26,8 +26,8 @@ public:
     constexpr AngAxis() = default;
     constexpr AngAxis(float x, float y, float z, float ang) : axis(x, y, z), angle(ang) {}
     constexpr AngAxis(const Point3& ax, float ang) : axis(ax), angle(ang) {}
-    // See AngAxisFromQ.
-    explicit AngAxis(const Quat& q);
+    // See AngAxisFromQ. Implicit, as in the SDK.
+    AngAxis(const Quat& q); // NOLINT
     // The rotation of Quat(m).
     explicit AngAxis(const Matrix3& m);
 
@@ -58,11 +58,12 @@ public:
     // The rotation of the matrix's 3x3 part, unit length, w >= 0. Each axis row is normalized
     // first, so uniform and per-axis scale do not disturb the result; a sheared matrix should be
     // orthogonalized first. A mirrored matrix has no rotation: use decomp_affine for those.
-    explicit Quat(const Matrix3& m);
+    // Implicit, as in the SDK.
+    Quat(const Matrix3& m); // NOLINT
     // QFromAngAxis(aa.angle, aa.axis): (axis * sin(angle/2), cos(angle/2)) with the axis used
     // as given. A unit axis gives a unit quaternion; a zero axis gives (0, 0, 0, cos(angle/2)),
     // which is NOT unit length (and is near zero for angle near pi). Deliberately kept so.
-    explicit Quat(const AngAxis& aa);
+    Quat(const AngAxis& aa); // NOLINT: implicit as in the SDK
     // Rotation by angle (left-handed) about the direction of axis: Quat(AngAxis(Normalize(axis),
     // angle)), made unit length. A zero axis gives (0, 0, 0, 1) or (0, 0, 0, -1).
     Quat(const Point3& axis, float angle);
@@ -174,3 +175,6 @@ float QangAxis(const Quat& p, const Quat& q, Point3& axis);
 // s the row lengths, q the rotation of the orthogonalized matrix. For general matrices use
 // decomp_affine.
 void DecomposeMatrix(const Matrix3& mat, Point3& p, Quat& q, Point3& s);
+
+// The SDK declares the Euler conversions (QuatToEuler, EulerToQuat) beside Quat.
+#include "euler.h"

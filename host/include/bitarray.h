@@ -8,7 +8,7 @@
 #include <vector>
 
 class BitArray {
-public:
+  public:
     BitArray() = default;
     explicit BitArray(int n) { SetSize(n); }
 
@@ -40,11 +40,20 @@ public:
     BitArray& operator&=(const BitArray& b);
     BitArray& operator^=(const BitArray& b);
     BitArray operator~() const;
-    BitArray operator|(const BitArray& b) const { BitArray r(*this); return r |= b; }
-    BitArray operator&(const BitArray& b) const { BitArray r(*this); return r &= b; }
-    BitArray operator^(const BitArray& b) const { BitArray r(*this); return r ^= b; }
+    BitArray operator|(const BitArray& b) const {
+        BitArray r(*this);
+        return r |= b;
+    }
+    BitArray operator&(const BitArray& b) const {
+        BitArray r(*this);
+        return r &= b;
+    }
+    BitArray operator^(const BitArray& b) const {
+        BitArray r(*this);
+        return r ^= b;
+    }
 
-private:
+  private:
     void ClearTail();
     int size_ = 0;
     std::vector<std::uint64_t> words_;

@@ -8,13 +8,17 @@
 #include "point3.h"
 
 class Box3 {
-public:
+  public:
     Point3 pmin{1e30f, 1e30f, 1e30f};
     Point3 pmax{-1e30f, -1e30f, -1e30f};
 
     constexpr Box3() = default;
     // The box spanned by two corners (ordered per axis).
-    Box3(const Point3& p, const Point3& q) { Init(); *this += p; *this += q; }
+    Box3(const Point3& p, const Point3& q) {
+        Init();
+        *this += p;
+        *this += q;
+    }
 
     void Init() {
         pmin = Point3(1e30f, 1e30f, 1e30f);

@@ -15,7 +15,7 @@
 #define RGB(r, g, b) ((DWORD)(((BYTE)(r)) | (((DWORD)(BYTE)(g)) << 8) | (((DWORD)(BYTE)(b)) << 16)))
 #endif
 #ifndef GetRValue
-#define GetRValue(rgb) ((BYTE)((rgb) & 0xFF))
+#define GetRValue(rgb) ((BYTE)((rgb)&0xFF))
 #define GetGValue(rgb) ((BYTE)(((rgb) >> 8) & 0xFF))
 #define GetBValue(rgb) ((BYTE)(((rgb) >> 16) & 0xFF))
 #endif
@@ -28,7 +28,7 @@ inline int FLto255(float f) {
 }
 
 class Color {
-public:
+  public:
     float r = 0.0f, g = 0.0f, b = 0.0f;
 
     constexpr Color() = default;
@@ -48,11 +48,18 @@ public:
     float& operator[](int i) { return i == 0 ? r : (i == 1 ? g : b); }
     const float& operator[](int i) const { return i == 0 ? r : (i == 1 ? g : b); }
 
-    constexpr Color& Black() { r = g = b = 0.0f; return *this; }
-    constexpr Color& White() { r = g = b = 1.0f; return *this; }
+    constexpr Color& Black() {
+        r = g = b = 0.0f;
+        return *this;
+    }
+    constexpr Color& White() {
+        r = g = b = 1.0f;
+        return *this;
+    }
     // Each channel clamped to [0, 1].
     void ClampMinMax() {
-        for (float* c : {&r, &g, &b}) *c = *c < 0.0f ? 0.0f : (*c > 1.0f ? 1.0f : *c);
+        for (float* c : {&r, &g, &b})
+            *c = *c < 0.0f ? 0.0f : (*c > 1.0f ? 1.0f : *c);
     }
     constexpr float MaxComponent() const { return r > g ? (r > b ? r : b) : (g > b ? g : b); }
     constexpr float MinComponent() const { return r < g ? (r < b ? r : b) : (g < b ? g : b); }
@@ -62,15 +69,41 @@ public:
     constexpr Color operator-(const Color& c) const { return Color(r - c.r, g - c.g, b - c.b); }
     constexpr Color operator*(const Color& c) const { return Color(r * c.r, g * c.g, b * c.b); }
     constexpr Color operator/(const Color& c) const { return Color(r / c.r, g / c.g, b / c.b); }
-    constexpr Color& operator+=(const Color& c) { r += c.r; g += c.g; b += c.b; return *this; }
-    constexpr Color& operator-=(const Color& c) { r -= c.r; g -= c.g; b -= c.b; return *this; }
-    constexpr Color& operator*=(const Color& c) { r *= c.r; g *= c.g; b *= c.b; return *this; }
-    constexpr Color& operator*=(float f) { r *= f; g *= f; b *= f; return *this; }
-    constexpr Color& operator/=(float f) { r /= f; g /= f; b /= f; return *this; }
+    constexpr Color& operator+=(const Color& c) {
+        r += c.r;
+        g += c.g;
+        b += c.b;
+        return *this;
+    }
+    constexpr Color& operator-=(const Color& c) {
+        r -= c.r;
+        g -= c.g;
+        b -= c.b;
+        return *this;
+    }
+    constexpr Color& operator*=(const Color& c) {
+        r *= c.r;
+        g *= c.g;
+        b *= c.b;
+        return *this;
+    }
+    constexpr Color& operator*=(float f) {
+        r *= f;
+        g *= f;
+        b *= f;
+        return *this;
+    }
+    constexpr Color& operator/=(float f) {
+        r /= f;
+        g /= f;
+        b /= f;
+        return *this;
+    }
     constexpr bool operator==(const Color& c) const { return r == c.r && g == c.g && b == c.b; }
     constexpr bool operator!=(const Color& c) const { return !(*this == c); }
     bool Equals(const Color& c, float epsilon = 1e-6f) const {
-        return std::fabs(r - c.r) <= epsilon && std::fabs(g - c.g) <= epsilon && std::fabs(b - c.b) <= epsilon;
+        return std::fabs(r - c.r) <= epsilon && std::fabs(g - c.g) <= epsilon &&
+               std::fabs(b - c.b) <= epsilon;
     }
 };
 
@@ -79,12 +112,13 @@ constexpr Color operator*(float f, const Color& c) { return Color(c.r * f, c.g *
 constexpr Color operator/(const Color& c, float f) { return Color(c.r / f, c.g / f, c.b / f); }
 
 class AColor {
-public:
+  public:
     float r = 0.0f, g = 0.0f, b = 0.0f, a = 0.0f;
 
     constexpr AColor() = default;
     constexpr AColor(float R, float G, float B, float A = 1.0f) : r(R), g(G), b(B), a(A) {}
-    constexpr AColor(double R, double G, double B, double A = 1.0) : r(float(R)), g(float(G)), b(float(B)), a(float(A)) {}
+    constexpr AColor(double R, double G, double B, double A = 1.0)
+        : r(float(R)), g(float(G)), b(float(B)), a(float(A)) {}
     constexpr AColor(const Color& c, float alpha = 1.0f) : r(c.r), g(c.g), b(c.b), a(alpha) {} // NOLINT
     // From a packed 0x00BBGGRR colour and an alpha.
     explicit AColor(DWORD rgb, float alpha = 1.0f) : AColor(Color(rgb), alpha) {}
@@ -101,15 +135,34 @@ public:
     const float& operator[](int i) const { return i == 0 ? r : (i == 1 ? g : (i == 2 ? b : a)); }
 
     void ClampMinMax() {
-        for (float* c : {&r, &g, &b, &a}) *c = *c < 0.0f ? 0.0f : (*c > 1.0f ? 1.0f : *c);
+        for (float* c : {&r, &g, &b, &a})
+            *c = *c < 0.0f ? 0.0f : (*c > 1.0f ? 1.0f : *c);
     }
 
     constexpr AColor operator+(const AColor& c) const { return AColor(r + c.r, g + c.g, b + c.b, a + c.a); }
     constexpr AColor operator-(const AColor& c) const { return AColor(r - c.r, g - c.g, b - c.b, a - c.a); }
     constexpr AColor operator*(const AColor& c) const { return AColor(r * c.r, g * c.g, b * c.b, a * c.a); }
-    constexpr AColor& operator+=(const AColor& c) { r += c.r; g += c.g; b += c.b; a += c.a; return *this; }
-    constexpr AColor& operator-=(const AColor& c) { r -= c.r; g -= c.g; b -= c.b; a -= c.a; return *this; }
-    constexpr AColor& operator*=(float f) { r *= f; g *= f; b *= f; a *= f; return *this; }
+    constexpr AColor& operator+=(const AColor& c) {
+        r += c.r;
+        g += c.g;
+        b += c.b;
+        a += c.a;
+        return *this;
+    }
+    constexpr AColor& operator-=(const AColor& c) {
+        r -= c.r;
+        g -= c.g;
+        b -= c.b;
+        a -= c.a;
+        return *this;
+    }
+    constexpr AColor& operator*=(float f) {
+        r *= f;
+        g *= f;
+        b *= f;
+        a *= f;
+        return *this;
+    }
     constexpr bool operator==(const AColor& c) const { return r == c.r && g == c.g && b == c.b && a == c.a; }
     constexpr bool operator!=(const AColor& c) const { return !(*this == c); }
 };

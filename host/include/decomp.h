@@ -13,11 +13,11 @@
 #include "scalevalue.h"
 
 struct AffineParts {
-    Point3 t;       // translation
-    Quat q;         // essential rotation (unit, w >= 0)
-    Quat u;         // stretch rotation: the axis system of k (unit, the one nearest the identity)
+    Point3 t;                   // translation
+    Quat q;                     // essential rotation (unit, w >= 0)
+    Quat u;                     // stretch rotation: the axis system of k (unit, the one nearest the identity)
     Point3 k{1.0f, 1.0f, 1.0f}; // stretch factors, >= 0
-    float f = 1.0f; // sign of the determinant: -1 for a mirrored matrix, else +1
+    float f = 1.0f;             // sign of the determinant: -1 for a mirrored matrix, else +1
 };
 
 // Decomposes A as documented above, computed in double. Mirroring (negative determinant)

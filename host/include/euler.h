@@ -56,7 +56,7 @@ const int* EulerOrderAxes(int order);
 // (a.x is always the X angle wherever X comes in the order) and BY POSITION for the
 // repeated-axis orders (a.x the first angle, a.y the middle, a.z the last), as in the SDK.
 class RotationValue {
-public:
+  public:
     enum EulerType { kXYZ = EULERTYPE_XYZ, kXZY, kYZX, kYXZ, kZXY, kZYX, kXYX, kYZY, kZXZ };
     enum { kReptd = kXYX, kQuat = 100 };
 
@@ -97,7 +97,7 @@ public:
     // The stored numbers: the quaternion, or the angles in x, y, z.
     Quat GetNative() const { return mQ; }
 
-private:
+  private:
     Quat mQ;
     short mRep = kQuat;
 };

@@ -29,7 +29,7 @@ class Quat;
 class AngAxis;
 
 class Matrix3 {
-public:
+  public:
     // Identity.
     constexpr Matrix3() : m{Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(0, 0, 0)} {}
     // Nonzero: identity; zero: all zeros.
@@ -48,7 +48,10 @@ public:
     const Point3& operator[](int i) const { return m[i]; }
 
     constexpr Matrix3& Set(const Point3& row0, const Point3& row1, const Point3& row2, const Point3& row3) {
-        m[0] = row0; m[1] = row1; m[2] = row2; m[3] = row3;
+        m[0] = row0;
+        m[1] = row1;
+        m[2] = row2;
+        m[3] = row3;
         return *this;
     }
     constexpr void IdentityMatrix() { *this = Matrix3(); }
@@ -58,7 +61,12 @@ public:
     void SetRow(int i, const Point3& p) { m[i] = p; }
     // Column i (0..2) with the translation entry as w, and without it.
     Point4 GetColumn(int i) const { return Point4(m[0][i], m[1][i], m[2][i], m[3][i]); }
-    void SetColumn(int i, const Point4& col) { m[0][i] = col.x; m[1][i] = col.y; m[2][i] = col.z; m[3][i] = col.w; }
+    void SetColumn(int i, const Point4& col) {
+        m[0][i] = col.x;
+        m[1][i] = col.y;
+        m[2][i] = col.z;
+        m[3][i] = col.w;
+    }
     Point3 GetColumn3(int i) const { return Point3(m[0][i], m[1][i], m[2][i]); }
 
     const Point3& GetTrans() const { return m[3]; }
@@ -144,7 +152,7 @@ public:
     // Determinant of the 3x3 part.
     float Det() const;
 
-private:
+  private:
     Point3 m[4];
 };
 

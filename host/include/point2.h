@@ -5,7 +5,7 @@
 #include <cmath>
 
 class Point2 {
-public:
+  public:
     float x = 0.0f;
     float y = 0.0f;
 
@@ -46,12 +46,36 @@ public:
     int MaxComponent() const { return std::fabs(x) >= std::fabs(y) ? 0 : 1; }
     int MinComponent() const { return std::fabs(x) <= std::fabs(y) ? 0 : 1; }
 
-    constexpr Point2& operator+=(const Point2& p) { x += p.x; y += p.y; return *this; }
-    constexpr Point2& operator-=(const Point2& p) { x -= p.x; y -= p.y; return *this; }
-    constexpr Point2& operator*=(const Point2& p) { x *= p.x; y *= p.y; return *this; }
-    constexpr Point2& operator*=(float f) { x *= f; y *= f; return *this; }
-    constexpr Point2& operator/=(float f) { x /= f; y /= f; return *this; }
-    constexpr Point2& Set(float X, float Y) { x = X; y = Y; return *this; }
+    constexpr Point2& operator+=(const Point2& p) {
+        x += p.x;
+        y += p.y;
+        return *this;
+    }
+    constexpr Point2& operator-=(const Point2& p) {
+        x -= p.x;
+        y -= p.y;
+        return *this;
+    }
+    constexpr Point2& operator*=(const Point2& p) {
+        x *= p.x;
+        y *= p.y;
+        return *this;
+    }
+    constexpr Point2& operator*=(float f) {
+        x *= f;
+        y *= f;
+        return *this;
+    }
+    constexpr Point2& operator/=(float f) {
+        x /= f;
+        y /= f;
+        return *this;
+    }
+    constexpr Point2& Set(float X, float Y) {
+        x = X;
+        y = Y;
+        return *this;
+    }
 
     constexpr Point2 operator+(const Point2& p) const { return Point2(x + p.x, y + p.y); }
     constexpr Point2 operator-(const Point2& p) const { return Point2(x - p.x, y - p.y); }

@@ -14,7 +14,7 @@
 #include "point2.h"
 
 class Point3 {
-public:
+  public:
     float x = 0.0f;
     float y = 0.0f;
     float z = 0.0f;
@@ -62,17 +62,62 @@ public:
     // Normalizes in place and returns the length it had before.
     float LengthUnify();
 
-    constexpr Point3& operator+=(const Point3& p) { x += p.x; y += p.y; z += p.z; return *this; }
-    constexpr Point3& operator-=(const Point3& p) { x -= p.x; y -= p.y; z -= p.z; return *this; }
+    constexpr Point3& operator+=(const Point3& p) {
+        x += p.x;
+        y += p.y;
+        z += p.z;
+        return *this;
+    }
+    constexpr Point3& operator-=(const Point3& p) {
+        x -= p.x;
+        y -= p.y;
+        z -= p.z;
+        return *this;
+    }
     // Per component.
-    constexpr Point3& operator*=(const Point3& p) { x *= p.x; y *= p.y; z *= p.z; return *this; }
+    constexpr Point3& operator*=(const Point3& p) {
+        x *= p.x;
+        y *= p.y;
+        z *= p.z;
+        return *this;
+    }
     // Per component; a zero component of p gives an infinity or NaN there, as float division does.
-    constexpr Point3& operator/=(const Point3& p) { x /= p.x; y /= p.y; z /= p.z; return *this; }
-    constexpr Point3& operator+=(float f) { x += f; y += f; z += f; return *this; }
-    constexpr Point3& operator-=(float f) { x -= f; y -= f; z -= f; return *this; }
-    constexpr Point3& operator*=(float f) { x *= f; y *= f; z *= f; return *this; }
-    constexpr Point3& operator/=(float f) { x /= f; y /= f; z /= f; return *this; }
-    constexpr Point3& Set(float X, float Y, float Z) { x = X; y = Y; z = Z; return *this; }
+    constexpr Point3& operator/=(const Point3& p) {
+        x /= p.x;
+        y /= p.y;
+        z /= p.z;
+        return *this;
+    }
+    constexpr Point3& operator+=(float f) {
+        x += f;
+        y += f;
+        z += f;
+        return *this;
+    }
+    constexpr Point3& operator-=(float f) {
+        x -= f;
+        y -= f;
+        z -= f;
+        return *this;
+    }
+    constexpr Point3& operator*=(float f) {
+        x *= f;
+        y *= f;
+        z *= f;
+        return *this;
+    }
+    constexpr Point3& operator/=(float f) {
+        x /= f;
+        y /= f;
+        z /= f;
+        return *this;
+    }
+    constexpr Point3& Set(float X, float Y, float Z) {
+        x = X;
+        y = Y;
+        z = Z;
+        return *this;
+    }
 
     constexpr Point3 operator+(const Point3& p) const { return Point3(x + p.x, y + p.y, z + p.z); }
     constexpr Point3 operator-(const Point3& p) const { return Point3(x - p.x, y - p.y, z - p.z); }
@@ -92,7 +137,8 @@ public:
     constexpr bool operator!=(const Point3& p) const { return !(*this == p); }
     // True when every component differs by at most epsilon.
     bool Equals(const Point3& p, float epsilon = 1e-6f) const {
-        return std::fabs(x - p.x) <= epsilon && std::fabs(y - p.y) <= epsilon && std::fabs(z - p.z) <= epsilon;
+        return std::fabs(x - p.x) <= epsilon && std::fabs(y - p.y) <= epsilon &&
+               std::fabs(z - p.z) <= epsilon;
     }
 
     constexpr Point2 XY() const { return Point2(x, y); }
@@ -125,7 +171,7 @@ inline Point3 FNormalize(const Point3& p) { return p.FNormalize(); }
 
 // A ray: origin p and unit direction dir.
 class Ray {
-public:
+  public:
     Point3 p;
     Point3 dir;
     constexpr Ray() = default;

@@ -7,7 +7,7 @@
 #include "point3.h"
 
 class Point4 {
-public:
+  public:
     float x = 0.0f;
     float y = 0.0f;
     float z = 0.0f;
@@ -53,12 +53,48 @@ public:
 
     constexpr Point3 XYZ() const { return Point3(x, y, z); }
 
-    constexpr Point4& operator+=(const Point4& p) { x += p.x; y += p.y; z += p.z; w += p.w; return *this; }
-    constexpr Point4& operator-=(const Point4& p) { x -= p.x; y -= p.y; z -= p.z; w -= p.w; return *this; }
-    constexpr Point4& operator*=(const Point4& p) { x *= p.x; y *= p.y; z *= p.z; w *= p.w; return *this; }
-    constexpr Point4& operator*=(float f) { x *= f; y *= f; z *= f; w *= f; return *this; }
-    constexpr Point4& operator/=(float f) { x /= f; y /= f; z /= f; w /= f; return *this; }
-    constexpr Point4& Set(float X, float Y, float Z, float W) { x = X; y = Y; z = Z; w = W; return *this; }
+    constexpr Point4& operator+=(const Point4& p) {
+        x += p.x;
+        y += p.y;
+        z += p.z;
+        w += p.w;
+        return *this;
+    }
+    constexpr Point4& operator-=(const Point4& p) {
+        x -= p.x;
+        y -= p.y;
+        z -= p.z;
+        w -= p.w;
+        return *this;
+    }
+    constexpr Point4& operator*=(const Point4& p) {
+        x *= p.x;
+        y *= p.y;
+        z *= p.z;
+        w *= p.w;
+        return *this;
+    }
+    constexpr Point4& operator*=(float f) {
+        x *= f;
+        y *= f;
+        z *= f;
+        w *= f;
+        return *this;
+    }
+    constexpr Point4& operator/=(float f) {
+        x /= f;
+        y /= f;
+        z /= f;
+        w /= f;
+        return *this;
+    }
+    constexpr Point4& Set(float X, float Y, float Z, float W) {
+        x = X;
+        y = Y;
+        z = Z;
+        w = W;
+        return *this;
+    }
 
     constexpr Point4 operator+(const Point4& p) const { return Point4(x + p.x, y + p.y, z + p.z, w + p.w); }
     constexpr Point4 operator-(const Point4& p) const { return Point4(x - p.x, y - p.y, z - p.z, w - p.w); }
@@ -72,8 +108,8 @@ public:
     constexpr bool operator==(const Point4& p) const { return x == p.x && y == p.y && z == p.z && w == p.w; }
     constexpr bool operator!=(const Point4& p) const { return !(*this == p); }
     bool Equals(const Point4& p, float epsilon = 1e-6f) const {
-        return std::fabs(x - p.x) <= epsilon && std::fabs(y - p.y) <= epsilon && std::fabs(z - p.z) <= epsilon &&
-               std::fabs(w - p.w) <= epsilon;
+        return std::fabs(x - p.x) <= epsilon && std::fabs(y - p.y) <= epsilon &&
+               std::fabs(z - p.z) <= epsilon && std::fabs(w - p.w) <= epsilon;
     }
 };
 

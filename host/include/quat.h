@@ -19,8 +19,8 @@ class Quat;
 // A rotation as an axis and an angle (radians, left-handed like Quat). The angle may exceed a
 // full turn; the axis is not required to be unit length.
 class AngAxis {
-public:
-    Point3 axis;       // zero by default
+  public:
+    Point3 axis; // zero by default
     float angle = 0.0f;
 
     constexpr AngAxis() = default;
@@ -31,8 +31,16 @@ public:
     // The rotation of Quat(m).
     explicit AngAxis(const Matrix3& m);
 
-    AngAxis& Set(float x, float y, float z, float ang) { axis = Point3(x, y, z); angle = ang; return *this; }
-    AngAxis& Set(const Point3& ax, float ang) { axis = ax; angle = ang; return *this; }
+    AngAxis& Set(float x, float y, float z, float ang) {
+        axis = Point3(x, y, z);
+        angle = ang;
+        return *this;
+    }
+    AngAxis& Set(const Point3& ax, float ang) {
+        axis = ax;
+        angle = ang;
+        return *this;
+    }
     AngAxis& Set(const Quat& q);
     AngAxis& Set(const Matrix3& m);
 
@@ -43,7 +51,7 @@ public:
 };
 
 class Quat {
-public:
+  public:
     float x = 0.0f;
     float y = 0.0f;
     float z = 0.0f;
@@ -53,7 +61,8 @@ public:
     constexpr Quat() = default;
     // Components as given (no normalization).
     constexpr Quat(float X, float Y, float Z, float W) : x(X), y(Y), z(Z), w(W) {}
-    constexpr Quat(double X, double Y, double Z, double W) : x(float(X)), y(float(Y)), z(float(Z)), w(float(W)) {}
+    constexpr Quat(double X, double Y, double Z, double W)
+        : x(float(X)), y(float(Y)), z(float(Z)), w(float(W)) {}
     constexpr explicit Quat(const float af[4]) : x(af[0]), y(af[1]), z(af[2]), w(af[3]) {}
     // The rotation of the matrix's 3x3 part, unit length, w >= 0. Each axis row is normalized
     // first, so uniform and per-axis scale do not disturb the result; a sheared matrix should be
@@ -93,7 +102,13 @@ public:
     Quat& operator*=(float f);
     Quat& operator/=(float f);
 
-    Quat& Set(float X, float Y, float Z, float W) { x = X; y = Y; z = Z; w = W; return *this; }
+    Quat& Set(float X, float Y, float Z, float W) {
+        x = X;
+        y = Y;
+        z = Z;
+        w = W;
+        return *this;
+    }
     Quat& Set(const Matrix3& m) { return *this = Quat(m); }
     Quat& Set(const AngAxis& aa) { return *this = Quat(aa); }
     // EulerToQuat with order XYZ (RotateX(X), then RotateY(Y), then RotateZ(Z)).
@@ -112,7 +127,10 @@ public:
     // Every component within epsilon (q and -q are NOT equal here).
     bool Equals(const Quat& q, float epsilon = 1e-6f) const;
 
-    void Identity() { x = y = z = 0.0f; w = 1.0f; }
+    void Identity() {
+        x = y = z = 0.0f;
+        w = 1.0f;
+    }
     // Exactly (0, 0, 0, 1) or (0, 0, 0, -1).
     bool IsIdentity() const;
     // Divides by the length; the zero quaternion becomes the identity.
@@ -167,7 +185,8 @@ Point3 TransformVector(const Quat& q, const Point3& v);
 Quat QFromAngAxis(float ang, const Point3& axis);
 // Inverse of QFromAngAxis for a quaternion of any length: ang = 2 acos(w / |q|) in [0, 2pi],
 // axis the unit vector part. No sign is chosen: (0,0,0,-1) gives 2pi about X. A vector part of
-// zero (identity) gives angle 0 (or 2pi) about Point3::XAxis. QFromAngAxis(ang, axis) gives q back.
+// zero (identity) gives angle 0 (or 2pi) about Point3::XAxis. For a unit q, QFromAngAxis(ang,
+// axis) gives q back exactly as it was (same sign).
 void AngAxisFromQ(const Quat& q, float* ang, Point3& axis);
 // Angle and axis of the rotation from p to q (of Inverse(p) * q, the short way). Returns the angle.
 float QangAxis(const Quat& p, const Quat& q, Point3& axis);

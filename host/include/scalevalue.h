@@ -10,7 +10,7 @@
 #include "quat.h"
 
 class ScaleValue {
-public:
+  public:
     Point3 s{1.0f, 1.0f, 1.0f}; // factors; (1, 1, 1) by default
     Quat q;                     // axis system of the scale; identity by default
 
@@ -45,10 +45,22 @@ public:
     bool operator!=(const ScaleValue& o) const { return !(*this == o); }
 };
 
-inline ScaleValue operator+(const ScaleValue& a, const ScaleValue& b) { ScaleValue r = a; return r += b; }
-inline ScaleValue operator-(const ScaleValue& a, const ScaleValue& b) { ScaleValue r = a; return r -= b; }
-inline ScaleValue operator*(const ScaleValue& a, float f) { ScaleValue r = a; return r *= f; }
-inline ScaleValue operator*(float f, const ScaleValue& a) { ScaleValue r = a; return r *= f; }
+inline ScaleValue operator+(const ScaleValue& a, const ScaleValue& b) {
+    ScaleValue r = a;
+    return r += b;
+}
+inline ScaleValue operator-(const ScaleValue& a, const ScaleValue& b) {
+    ScaleValue r = a;
+    return r -= b;
+}
+inline ScaleValue operator*(const ScaleValue& a, float f) {
+    ScaleValue r = a;
+    return r *= f;
+}
+inline ScaleValue operator*(float f, const ScaleValue& a) {
+    ScaleValue r = a;
+    return r *= f;
+}
 
 // m = Inverse(matrix(v.q)) * ScaleMatrix(v.s) * matrix(v.q) * m: the scale applied before
 // (to the left of) m, in its own axis frame. Translation of m is kept.

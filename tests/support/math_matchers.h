@@ -17,7 +17,9 @@
 
 #include "maxmath.h"
 
-inline void PrintTo(const Point3& p, std::ostream* os) { *os << "Point3(" << p.x << ", " << p.y << ", " << p.z << ")"; }
+inline void PrintTo(const Point3& p, std::ostream* os) {
+    *os << "Point3(" << p.x << ", " << p.y << ", " << p.z << ")";
+}
 inline void PrintTo(const Point2& p, std::ostream* os) { *os << "Point2(" << p.x << ", " << p.y << ")"; }
 inline void PrintTo(const Point4& p, std::ostream* os) {
     *os << "Point4(" << p.x << ", " << p.y << ", " << p.z << ", " << p.w << ")";
@@ -45,7 +47,8 @@ inline float MaxDiff(const Quat& a, const Quat& b) {
 }
 inline float MaxDiff(const Matrix3& a, const Matrix3& b, int rows = 4) {
     float d = 0.0f;
-    for (int i = 0; i < rows; ++i) d = std::max(d, MaxDiff(a[i], b[i]));
+    for (int i = 0; i < rows; ++i)
+        d = std::max(d, MaxDiff(a[i], b[i]));
     return d;
 }
 // Difference of two rotations ignoring the quaternion sign.

@@ -48,7 +48,8 @@ int BitArray::operator[](int i) const {
 
 int BitArray::NumberSet() const {
     int n = 0;
-    for (std::uint64_t w : words_) n += std::popcount(w);
+    for (std::uint64_t w : words_)
+        n += std::popcount(w);
     return n;
 }
 
@@ -57,7 +58,8 @@ bool BitArray::AnyBitSet() const {
 }
 
 void BitArray::Reverse() {
-    for (std::uint64_t& w : words_) w = ~w;
+    for (std::uint64_t& w : words_)
+        w = ~w;
     ClearTail();
 }
 
@@ -65,19 +67,22 @@ bool BitArray::operator==(const BitArray& b) const { return size_ == b.size_ && 
 
 BitArray& BitArray::operator|=(const BitArray& b) {
     std::size_t n = std::min(words_.size(), b.words_.size());
-    for (std::size_t i = 0; i < n; ++i) words_[i] |= b.words_[i];
+    for (std::size_t i = 0; i < n; ++i)
+        words_[i] |= b.words_[i];
     ClearTail();
     return *this;
 }
 
 BitArray& BitArray::operator&=(const BitArray& b) {
-    for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= i < b.words_.size() ? b.words_[i] : 0;
+    for (std::size_t i = 0; i < words_.size(); ++i)
+        words_[i] &= i < b.words_.size() ? b.words_[i] : 0;
     return *this;
 }
 
 BitArray& BitArray::operator^=(const BitArray& b) {
     std::size_t n = std::min(words_.size(), b.words_.size());
-    for (std::size_t i = 0; i < n; ++i) words_[i] ^= b.words_[i];
+    for (std::size_t i = 0; i < n; ++i)
+        words_[i] ^= b.words_[i];
     ClearTail();
     return *this;
 }

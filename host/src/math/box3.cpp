@@ -19,7 +19,8 @@ Box3& Box3::operator+=(const Box3& b) {
 }
 
 void Box3::IncludePoints(const Point3* pts, int n, const Matrix3* tm) {
-    for (int i = 0; i < n; ++i) *this += tm ? pts[i] * *tm : pts[i];
+    for (int i = 0; i < n; ++i)
+        *this += tm ? pts[i] * *tm : pts[i];
 }
 
 bool Box3::Contains(const Point3& p) const {
@@ -57,6 +58,7 @@ void Box3::Translate(const Point3& p) {
 Box3 Box3::operator*(const Matrix3& tm) const {
     Box3 r;
     if (IsEmpty()) return r;
-    for (int i = 0; i < 8; ++i) r += (*this)[i] * tm;
+    for (int i = 0; i < 8; ++i)
+        r += (*this)[i] * tm;
     return r;
 }

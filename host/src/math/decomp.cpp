@@ -30,7 +30,8 @@ void Snuggle(Mat3d rows, double k[3]) {
             bool odd = oddPerm != (negatives % 2 == 1);
             if (odd) continue;
             double tr = 0.0;
-            for (int i = 0; i < 3; ++i) tr += ((signs >> i) & 1 ? -1.0 : 1.0) * rows[perms[p][i]][i];
+            for (int i = 0; i < 3; ++i)
+                tr += ((signs >> i) & 1 ? -1.0 : 1.0) * rows[perms[p][i]][i];
             // Ties prefer the earliest candidate, the identity permutation first.
             if (tr > bestTrace + 1e-12) {
                 bestTrace = tr;
@@ -43,12 +44,14 @@ void Snuggle(Mat3d rows, double k[3]) {
     double kk[3];
     for (int i = 0; i < 3; ++i) {
         double sg = (bestSigns >> i) & 1 ? -1.0 : 1.0;
-        for (int j = 0; j < 3; ++j) out[i][j] = sg * rows[perms[bestPerm][i]][j];
+        for (int j = 0; j < 3; ++j)
+            out[i][j] = sg * rows[perms[bestPerm][i]][j];
         kk[i] = k[perms[bestPerm][i]];
     }
     for (int i = 0; i < 3; ++i) {
         k[i] = kk[i];
-        for (int j = 0; j < 3; ++j) rows[i][j] = out[i][j];
+        for (int j = 0; j < 3; ++j)
+            rows[i][j] = out[i][j];
     }
 }
 
@@ -63,7 +66,8 @@ void decomp_affine(const Matrix3& A, AffineParts* parts) {
     if (det < 0.0) {
         parts->f = -1.0f;
         for (auto& row : a)
-            for (double& v : row) v = -v;
+            for (double& v : row)
+                v = -v;
     }
     // a = U diag(sigma) W^T (column algebra) and, as row-vector transforms, a = S * R with
     // S = U diag(sigma) U^T the stretch and R = U W^T the rotation.
@@ -72,12 +76,14 @@ void decomp_affine(const Matrix3& A, AffineParts* parts) {
     host::linalg::Svd(a, 1e-7, u, sigma, w);
     Mat3d r;
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) r[i][j] = u[i][0] * w[j][0] + u[i][1] * w[j][1] + u[i][2] * w[j][2];
+        for (int j = 0; j < 3; ++j)
+            r[i][j] = u[i][0] * w[j][0] + u[i][1] * w[j][1] + u[i][2] * w[j][2];
     parts->q = QuatOfRows(r);
     // S = Inverse(Urows) * K * Urows with Urows = U^T: the stretch axes are the rows.
     Mat3d urows;
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) urows[i][j] = u[j][i];
+        for (int j = 0; j < 3; ++j)
+            urows[i][j] = u[j][i];
     double k[3] = {sigma[0], sigma[1], sigma[2]};
     Snuggle(urows, k);
     parts->u = QuatOfRows(urows);
@@ -91,7 +97,8 @@ void SpectralDecomp(const Matrix3& S, Point3& s, Quat& q) {
     host::linalg::SymmetricEigen(a, lambda, v);
     Mat3d rows;
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) rows[i][j] = v[j][i];
+        for (int j = 0; j < 3; ++j)
+            rows[i][j] = v[j][i];
     s = Point3(lambda[0], lambda[1], lambda[2]);
     q = QuatOfRows(rows);
 }

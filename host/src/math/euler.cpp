@@ -39,13 +39,15 @@ Frame FrameOf(int order) {
 // N = transpose of the host's row matrix (rows normalized).
 void Canonical(const double rows[3][3], const Frame& f, double n[3][3]) {
     for (int p = 0; p < 3; ++p)
-        for (int q = 0; q < 3; ++q) n[p][q] = rows[f.perm[q]][f.perm[p]];
+        for (int q = 0; q < 3; ++q)
+            n[p][q] = rows[f.perm[q]][f.perm[p]];
 }
 
 // Canonical angles (A first, B middle, C last) of n = C2(C) C1(B) C0(A) (Tait-Bryan) or
 // C0(C) C1(B) C0(A) (repeated). When fixedC is given and the order is at gimbal lock, C keeps
 // that value. Returns whether the order was at gimbal lock.
-bool SolveCanonical(const double n[3][3], bool repeated, const double* fixedC, double& A, double& B, double& C) {
+bool SolveCanonical(const double n[3][3], bool repeated, const double* fixedC, double& A, double& B,
+                    double& C) {
     double lock;
     if (!repeated) {
         lock = std::hypot(n[0][0], n[1][0]);
@@ -70,9 +72,12 @@ bool SolveCanonical(const double n[3][3], bool repeated, const double* fixedC, d
     }
     // A from its own entries, then C from n * C0(-A), whose entries are all well conditioned,
     // so that near gimbal lock C makes up exactly for whatever A came out as.
-    if (lock < kGimbal) A = 0.0;
-    else if (!repeated) A = std::atan2(n[2][1], n[2][2]);
-    else A = std::atan2(n[0][1], n[0][2]);
+    if (lock < kGimbal)
+        A = 0.0;
+    else if (!repeated)
+        A = std::atan2(n[2][1], n[2][2]);
+    else
+        A = std::atan2(n[0][1], n[0][2]);
     double c = std::cos(A), s = std::sin(A);
     // Y = n * C0(-A): column 1 is c*n[.][1] - s*n[.][2].
     if (!repeated) {
@@ -163,9 +168,15 @@ void EulerToMatrix(const float ang[3], Matrix3& mat, int order) {
     mat.IdentityMatrix();
     for (int i = 0; i < 3; ++i) {
         switch (ax[i]) {
-        case 0: mat.RotateX(ang[i]); break;
-        case 1: mat.RotateY(ang[i]); break;
-        default: mat.RotateZ(ang[i]); break;
+        case 0:
+            mat.RotateX(ang[i]);
+            break;
+        case 1:
+            mat.RotateY(ang[i]);
+            break;
+        default:
+            mat.RotateZ(ang[i]);
+            break;
         }
     }
 }
@@ -184,13 +195,21 @@ void ContinuousQuatToEuler(const Quat& q, float ang[3], int order) {
     if (lock) {
         // Only B has a second form near the lock; the outer angles are already tied to prev.
         double B2 = f.repeated ? -B : kPi - B;
-        cand[0][0] = f.sign * A; cand[0][1] = f.sign * B; cand[0][2] = f.sign * C;
-        cand[1][0] = f.sign * A; cand[1][1] = f.sign * B2; cand[1][2] = f.sign * C;
+        cand[0][0] = f.sign * A;
+        cand[0][1] = f.sign * B;
+        cand[0][2] = f.sign * C;
+        cand[1][0] = f.sign * A;
+        cand[1][1] = f.sign * B2;
+        cand[1][2] = f.sign * C;
         count = std::fabs(B2 - B) < 1e-3 ? 2 : 1;
     } else {
         double B2 = f.repeated ? -B : kPi - B;
-        cand[0][0] = f.sign * A; cand[0][1] = f.sign * B; cand[0][2] = f.sign * C;
-        cand[1][0] = f.sign * (A + kPi); cand[1][1] = f.sign * B2; cand[1][2] = f.sign * (C + kPi);
+        cand[0][0] = f.sign * A;
+        cand[0][1] = f.sign * B;
+        cand[0][2] = f.sign * C;
+        cand[1][0] = f.sign * (A + kPi);
+        cand[1][1] = f.sign * B2;
+        cand[1][2] = f.sign * (C + kPi);
         count = 2;
     }
     int best = 0;
@@ -206,7 +225,8 @@ void ContinuousQuatToEuler(const Quat& q, float ang[3], int order) {
             bestCost = cost;
         }
     }
-    for (int i = 0; i < 3; ++i) ang[i] = float(cand[best][i]);
+    for (int i = 0; i < 3; ++i)
+        ang[i] = float(cand[best][i]);
 }
 
 // RotationValue
@@ -223,7 +243,8 @@ Point3 RotationValue::ToEulerAngles(int order) const {
     if (order >= EULERTYPE_XYX) return Point3(a[0], a[1], a[2]);
     // By axis name: the angle at position i belongs to axis kAxes[order][i].
     Point3 r;
-    for (int i = 0; i < 3; ++i) r[kAxes[order][i]] = a[i];
+    for (int i = 0; i < 3; ++i)
+        r[kAxes[order][i]] = a[i];
     return r;
 }
 
@@ -231,10 +252,13 @@ Quat RotationValue::ToQuat() const {
     if (mRep == kQuat) return mQ;
     float a[3];
     if (mRep >= kReptd) {
-        a[0] = mQ.x; a[1] = mQ.y; a[2] = mQ.z;
+        a[0] = mQ.x;
+        a[1] = mQ.y;
+        a[2] = mQ.z;
     } else {
         float byAxis[3] = {mQ.x, mQ.y, mQ.z};
-        for (int i = 0; i < 3; ++i) a[i] = byAxis[kAxes[mRep][i]];
+        for (int i = 0; i < 3; ++i)
+            a[i] = byAxis[kAxes[mRep][i]];
     }
     Quat q;
     EulerToQuat(a, q, mRep);
@@ -249,10 +273,13 @@ RotationValue::operator Matrix3() const {
     }
     float a[3];
     if (mRep >= kReptd) {
-        a[0] = mQ.x; a[1] = mQ.y; a[2] = mQ.z;
+        a[0] = mQ.x;
+        a[1] = mQ.y;
+        a[2] = mQ.z;
     } else {
         float byAxis[3] = {mQ.x, mQ.y, mQ.z};
-        for (int i = 0; i < 3; ++i) a[i] = byAxis[kAxes[mRep][i]];
+        for (int i = 0; i < 3; ++i)
+            a[i] = byAxis[kAxes[mRep][i]];
     }
     Matrix3 m;
     EulerToMatrix(a, m, mRep);
@@ -272,13 +299,15 @@ void RotationValue::PostRotate(const AngAxis& aa) {
     float a[3];
     bool repeated = mRep >= kReptd;
     float stored[3] = {mQ.x, mQ.y, mQ.z};
-    for (int i = 0; i < 3; ++i) a[i] = repeated ? stored[i] : stored[kAxes[mRep][i]];
+    for (int i = 0; i < 3; ++i)
+        a[i] = repeated ? stored[i] : stored[kAxes[mRep][i]];
     ContinuousQuatToEuler(q, a, mRep);
     if (repeated) {
         mQ = Quat(a[0], a[1], a[2], 0.0f);
     } else {
         float byAxis[3];
-        for (int i = 0; i < 3; ++i) byAxis[kAxes[mRep][i]] = a[i];
+        for (int i = 0; i < 3; ++i)
+            byAxis[kAxes[mRep][i]] = a[i];
         mQ = Quat(byAxis[0], byAxis[1], byAxis[2], 0.0f);
     }
 }

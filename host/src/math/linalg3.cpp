@@ -8,15 +8,18 @@ namespace host::linalg {
 
 void FromMatrix3(const Matrix3& m, Mat3d a) {
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) a[i][j] = m[i][j];
+        for (int j = 0; j < 3; ++j)
+            a[i][j] = m[i][j];
 }
 
 void ToMatrix3(const Mat3d a, Matrix3& m) {
-    for (int i = 0; i < 3; ++i) m.SetRow(i, Point3(a[i][0], a[i][1], a[i][2]));
+    for (int i = 0; i < 3; ++i)
+        m.SetRow(i, Point3(a[i][0], a[i][1], a[i][2]));
 }
 
 double Det(const Mat3d a) {
-    return a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) - a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
+    return a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) -
+           a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
            a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0]);
 }
 
@@ -60,22 +63,27 @@ void SymmetricEigen(const Mat3d s, double lambda[3], Mat3d v) {
     double vs[3][3];
     for (int c = 0; c < 3; ++c) {
         lambda[c] = a[order[c]][order[c]];
-        for (int r = 0; r < 3; ++r) vs[r][c] = v[r][order[c]];
+        for (int r = 0; r < 3; ++r)
+            vs[r][c] = v[r][order[c]];
     }
     if (Det(vs) < 0)
-        for (int r = 0; r < 3; ++r) vs[r][2] = -vs[r][2];
+        for (int r = 0; r < 3; ++r)
+            vs[r][2] = -vs[r][2];
     for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c) v[r][c] = vs[r][c];
+        for (int c = 0; c < 3; ++c)
+            v[r][c] = vs[r][c];
 }
 
 namespace {
 
 void Column(const Mat3d m, int c, double out[3]) {
-    for (int r = 0; r < 3; ++r) out[r] = m[r][c];
+    for (int r = 0; r < 3; ++r)
+        out[r] = m[r][c];
 }
 
 void SetColumn(Mat3d m, int c, const double in[3]) {
-    for (int r = 0; r < 3; ++r) m[r][c] = in[r];
+    for (int r = 0; r < 3; ++r)
+        m[r][c] = in[r];
 }
 
 double Dot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
@@ -89,7 +97,8 @@ void Cross(const double a[3], const double b[3], double out[3]) {
 bool NormalizeInPlace(double a[3]) {
     double l = std::sqrt(Dot(a, a));
     if (!(l > 0.0)) return false;
-    for (int i = 0; i < 3; ++i) a[i] /= l;
+    for (int i = 0; i < 3; ++i)
+        a[i] /= l;
     return true;
 }
 
@@ -109,10 +118,12 @@ void Perpendicular(const double a[3], double out[3]) {
 void Svd(const Mat3d a, double zeroTol, Mat3d u, double sigma[3], Mat3d w) {
     double aat[3][3];
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) aat[i][j] = a[i][0] * a[j][0] + a[i][1] * a[j][1] + a[i][2] * a[j][2];
+        for (int j = 0; j < 3; ++j)
+            aat[i][j] = a[i][0] * a[j][0] + a[i][1] * a[j][1] + a[i][2] * a[j][2];
     double lambda[3];
     SymmetricEigen(aat, lambda, u);
-    for (int i = 0; i < 3; ++i) sigma[i] = std::sqrt(std::max(lambda[i], 0.0));
+    for (int i = 0; i < 3; ++i)
+        sigma[i] = std::sqrt(std::max(lambda[i], 0.0));
     double det = Det(a);
     double limit = zeroTol * sigma[0];
     int rank = 0;
@@ -129,10 +140,12 @@ void Svd(const Mat3d a, double zeroTol, Mat3d u, double sigma[3], Mat3d w) {
     // w_i = a^T u_i / sigma_i for the leading columns, re-orthogonalized.
     for (int i = 0; i < std::min(rank, 2); ++i) {
         Column(u, i, ui);
-        for (int k = 0; k < 3; ++k) wi[i][k] = a[0][k] * ui[0] + a[1][k] * ui[1] + a[2][k] * ui[2];
+        for (int k = 0; k < 3; ++k)
+            wi[i][k] = a[0][k] * ui[0] + a[1][k] * ui[1] + a[2][k] * ui[2];
         for (int j = 0; j < i; ++j) {
             double d = Dot(wi[i], wi[j]);
-            for (int k = 0; k < 3; ++k) wi[i][k] -= d * wi[j][k];
+            for (int k = 0; k < 3; ++k)
+                wi[i][k] -= d * wi[j][k];
         }
         NormalizeInPlace(wi[i]);
     }
@@ -145,10 +158,13 @@ void Svd(const Mat3d a, double zeroTol, Mat3d u, double sigma[3], Mat3d w) {
         if (rank == 1) Perpendicular(wi[0], wi[1]);
         // det(u) is +1 by construction, so det(w) must be sign.
         Cross(wi[0], wi[1], wi[2]);
-        for (int k = 0; k < 3; ++k) wi[2][k] *= sign;
-        for (int i = rank; i < 3; ++i) sigma[i] = 0.0;
+        for (int k = 0; k < 3; ++k)
+            wi[2][k] *= sign;
+        for (int i = rank; i < 3; ++i)
+            sigma[i] = 0.0;
     }
-    for (int i = 0; i < 3; ++i) SetColumn(w, i, wi[i]);
+    for (int i = 0; i < 3; ++i)
+        SetColumn(w, i, wi[i]);
 }
 
 } // namespace host::linalg

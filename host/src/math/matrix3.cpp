@@ -8,7 +8,8 @@
 using host::linalg::Mat3d;
 
 Matrix3::Matrix3(const float (*fp)[3]) {
-    for (int i = 0; i < 4; ++i) m[i] = Point3(fp[i][0], fp[i][1], fp[i][2]);
+    for (int i = 0; i < 4; ++i)
+        m[i] = Point3(fp[i][0], fp[i][1], fp[i][2]);
 }
 
 void Matrix3::NoRot() {
@@ -19,7 +20,8 @@ void Matrix3::NoRot() {
 }
 
 void Matrix3::NoScale() {
-    for (int i = 0; i < 3; ++i) m[i] = m[i].Normalize();
+    for (int i = 0; i < 3; ++i)
+        m[i] = m[i].Normalize();
 }
 
 void Matrix3::Orthogonalize() {
@@ -30,7 +32,8 @@ void Matrix3::Orthogonalize() {
     // Polar factor u * w^T: the nearest orthogonal matrix, with the handedness of a.
     Mat3d r;
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) r[i][j] = u[i][0] * w[j][0] + u[i][1] * w[j][1] + u[i][2] * w[j][2];
+        for (int j = 0; j < 3; ++j)
+            r[i][j] = u[i][0] * w[j][0] + u[i][1] * w[j][1] + u[i][2] * w[j][2];
     host::linalg::ToMatrix3(r, *this);
 }
 
@@ -38,21 +41,25 @@ void Matrix3::Translate(const Point3& p) { m[3] += p; }
 
 void Matrix3::RotateX(float angle) {
     float c = float(std::cos(double(angle))), s = float(std::sin(double(angle)));
-    for (Point3& r : m) r = Point3(r.x, r.y * c - r.z * s, r.y * s + r.z * c);
+    for (Point3& r : m)
+        r = Point3(r.x, r.y * c - r.z * s, r.y * s + r.z * c);
 }
 
 void Matrix3::RotateY(float angle) {
     float c = float(std::cos(double(angle))), s = float(std::sin(double(angle)));
-    for (Point3& r : m) r = Point3(r.x * c + r.z * s, r.y, r.z * c - r.x * s);
+    for (Point3& r : m)
+        r = Point3(r.x * c + r.z * s, r.y, r.z * c - r.x * s);
 }
 
 void Matrix3::RotateZ(float angle) {
     float c = float(std::cos(double(angle))), s = float(std::sin(double(angle)));
-    for (Point3& r : m) r = Point3(r.x * c - r.y * s, r.x * s + r.y * c, r.z);
+    for (Point3& r : m)
+        r = Point3(r.x * c - r.y * s, r.x * s + r.y * c, r.z);
 }
 
 void Matrix3::Scale(const Point3& s, bool trans) {
-    for (int i = 0; i < 3; ++i) m[i] *= s;
+    for (int i = 0; i < 3; ++i)
+        m[i] *= s;
     if (trans) m[3] *= s;
 }
 
@@ -109,23 +116,27 @@ void Matrix3::Invert() { *this = Inverse(*this); }
 Matrix3& Matrix3::operator*=(const Matrix3& b) { return *this = *this * b; }
 
 Matrix3& Matrix3::operator*=(float f) {
-    for (Point3& r : m) r *= f;
+    for (Point3& r : m)
+        r *= f;
     return *this;
 }
 
 Matrix3& Matrix3::operator+=(const Matrix3& b) {
-    for (int i = 0; i < 4; ++i) m[i] += b.m[i];
+    for (int i = 0; i < 4; ++i)
+        m[i] += b.m[i];
     return *this;
 }
 
 Matrix3& Matrix3::operator-=(const Matrix3& b) {
-    for (int i = 0; i < 4; ++i) m[i] -= b.m[i];
+    for (int i = 0; i < 4; ++i)
+        m[i] -= b.m[i];
     return *this;
 }
 
 Matrix3 Matrix3::operator*(const Matrix3& b) const {
     Matrix3 r;
-    for (int i = 0; i < 3; ++i) r.m[i] = b.VectorTransform(m[i]);
+    for (int i = 0; i < 3; ++i)
+        r.m[i] = b.VectorTransform(m[i]);
     r.m[3] = b.PointTransform(m[3]);
     return r;
 }
@@ -148,11 +159,13 @@ Point3 Matrix3::VectorTransform(const Point3& p) const {
 }
 
 void Matrix3::TransformPoints(Point3* array, int n) const {
-    for (int i = 0; i < n; ++i) array[i] = PointTransform(array[i]);
+    for (int i = 0; i < n; ++i)
+        array[i] = PointTransform(array[i]);
 }
 
 void Matrix3::TransformVectors(Point3* array, int n) const {
-    for (int i = 0; i < n; ++i) array[i] = VectorTransform(array[i]);
+    for (int i = 0; i < n; ++i)
+        array[i] = VectorTransform(array[i]);
 }
 
 bool Matrix3::operator==(const Matrix3& b) const {
@@ -174,7 +187,8 @@ std::uint32_t Matrix3::GetIdentFlags() const {
         f |= ROT_IDENT | SCL_IDENT;
     } else {
         bool unit = true;
-        for (int i = 0; i < 3; ++i) unit = unit && std::fabs(m[i].LengthSquared() - 1.0f) <= 2e-6f;
+        for (int i = 0; i < 3; ++i)
+            unit = unit && std::fabs(m[i].LengthSquared() - 1.0f) <= 2e-6f;
         bool perp = std::fabs(m[0] % m[1]) <= 1e-6f && std::fabs(m[1] % m[2]) <= 1e-6f &&
                     std::fabs(m[0] % m[2]) <= 1e-6f;
         if (unit && perp) f |= SCL_IDENT;

@@ -39,7 +39,10 @@ Quat FromRotationRows(const double r[3][3]) {
         y = (r[1][2] + r[2][1]) / s;
     }
     if (w < 0.0) {
-        x = -x; y = -y; z = -z; w = -w;
+        x = -x;
+        y = -y;
+        z = -z;
+        w = -w;
     }
     double l = std::sqrt(x * x + y * y + z * z + w * w);
     if (!(l > 0.0) || !std::isfinite(l)) return Quat();
@@ -92,12 +95,18 @@ Quat Quat::Exp() const {
 Quat& Quat::operator*=(const Quat& q) { return *this = *this * q; }
 
 Quat& Quat::operator*=(float f) {
-    x *= f; y *= f; z *= f; w *= f;
+    x *= f;
+    y *= f;
+    z *= f;
+    w *= f;
     return *this;
 }
 
 Quat& Quat::operator/=(float f) {
-    x /= f; y /= f; z /= f; w /= f;
+    x /= f;
+    y /= f;
+    z /= f;
+    w /= f;
     return *this;
 }
 
@@ -133,7 +142,10 @@ void Quat::Normalize() {
         Identity();
         return;
     }
-    x = float(x / l); y = float(y / l); z = float(z / l); w = float(w / l);
+    x = float(x / l);
+    y = float(y / l);
+    z = float(z / l);
+    w = float(w / l);
 }
 
 void Quat::MakeMatrix(Matrix3& mat, bool flag) const {
@@ -171,7 +183,10 @@ Quat Slerp(const Quat& p, const Quat& q, float t) {
         sq = t;
     } else if (c < -1.0 + 1e-6) {
         // Opposite: every great circle joins them; turn through the perpendicular (-y, x, -w, z).
-        qv[0] = -p.y; qv[1] = p.x; qv[2] = -p.w; qv[3] = p.z;
+        qv[0] = -p.y;
+        qv[1] = p.x;
+        qv[2] = -p.w;
+        qv[3] = p.z;
         sp = std::sin((0.5 - t) * kPi);
         sq = std::sin(t * kPi);
     } else {

@@ -53,7 +53,8 @@ TEST(DecompAffine, FindsTheRotationStretchAndSignItWasBuiltFrom) {
     for (int i = 0; i < 300; ++i) {
         Quat q = rng.Rotation(), u = rng.Rotation();
         // Distinct factors, so the stretch frame is defined up to the axis order and signs.
-        Point3 k(0.5f + rng.Uniform(0.0f, 0.3f), 1.2f + rng.Uniform(0.0f, 0.3f), 2.0f + rng.Uniform(0.0f, 0.5f));
+        Point3 k(0.5f + rng.Uniform(0.0f, 0.3f), 1.2f + rng.Uniform(0.0f, 0.3f),
+                 2.0f + rng.Uniform(0.0f, 0.5f));
         Matrix3 stretch = host::ScaleValueMatrix(ScaleValue(k, u));
         Matrix3 m = stretch * ScaleMatrix(Point3(-1.0f, -1.0f, -1.0f)) * MatrixOf(q);
         m.SetTrans(rng.InBox(5.0f));

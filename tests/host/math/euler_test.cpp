@@ -33,7 +33,8 @@ TEST(EulerOrders, AnglesApplyInTheOrdersSequenceByPosition) {
                              {2, 1, 0}, {0, 1, 0}, {1, 2, 1}, {2, 0, 2}};
     float e[3] = {0.3f, -0.7f, 1.1f};
     for (int order = 0; order < 9; ++order) {
-        for (int i = 0; i < 3; ++i) EXPECT_EQ(EulerOrderAxes(order)[i], table[order][i]);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(EulerOrderAxes(order)[i], table[order][i]);
         Matrix3 expected = AxisMatrix(table[order][0], e[0]) * AxisMatrix(table[order][1], e[1]) *
                            AxisMatrix(table[order][2], e[2]);
         Matrix3 m;
@@ -87,7 +88,8 @@ TEST(EulerOrders, QuatToEulerGivesHandWorkedAnglesAndRoundTripsInAllOrders) {
         // Angles inside the principal ranges come back unchanged.
         float in[3] = {0.9f, repeated ? 1.3f : -0.6f, -2.4f};
         QuatToEuler(FromEuler(in[0], in[1], in[2], order), a, order);
-        EXPECT_THAT(Point3(a[0], a[1], a[2]), NearPoint3(Point3(in[0], in[1], in[2]), 2e-6f)) << kNames[order];
+        EXPECT_THAT(Point3(a[0], a[1], a[2]), NearPoint3(Point3(in[0], in[1], in[2]), 2e-6f))
+            << kNames[order];
     }
 }
 
@@ -99,7 +101,8 @@ TEST(EulerOrders, GimbalLockStillRoundTrips) {
             float a[3];
             QuatToEuler(q, a, order);
             EXPECT_EQ(a[0], 0.0f) << kNames[order];
-            EXPECT_THAT(FromEuler(a[0], a[1], a[2], order), SameRotation(q, 3e-6f)) << kNames[order] << " " << mid;
+            EXPECT_THAT(FromEuler(a[0], a[1], a[2], order), SameRotation(q, 3e-6f))
+                << kNames[order] << " " << mid;
         }
     }
 }
@@ -136,19 +139,24 @@ TEST(EulerContinuity, MiddleAngleThroughItsLimitAndThroughGimbalLockStaysContinu
         float e[3] = {0.5f, lock - 0.6f, 0.25f};
         float prev[3] = {e[0], e[1], e[2]};
         std::vector<float> mids;
-        for (int step = 0; step <= 120; ++step) mids.push_back(lock - 0.6f + step * 0.01f);
+        for (int step = 0; step <= 120; ++step)
+            mids.push_back(lock - 0.6f + step * 0.01f);
         mids.insert(mids.begin() + 60, lock);
         for (float mid : mids) {
             Quat q = FromEuler(0.5f, mid, 0.25f, order);
             ContinuousQuatToEuler(q, e, order);
             // Same rotation, and no jumps between samples.
-            ASSERT_THAT(FromEuler(e[0], e[1], e[2], order), SameRotation(q, 5e-6f)) << kNames[order] << " " << mid;
+            ASSERT_THAT(FromEuler(e[0], e[1], e[2], order), SameRotation(q, 5e-6f))
+                << kNames[order] << " " << mid;
             for (int i = 0; i < 3; ++i)
-                ASSERT_LT(std::fabs(e[i] - prev[i]), 0.05f) << kNames[order] << " angle " << i << " at " << mid;
-            for (int i = 0; i < 3; ++i) prev[i] = e[i];
+                ASSERT_LT(std::fabs(e[i] - prev[i]), 0.05f)
+                    << kNames[order] << " angle " << i << " at " << mid;
+            for (int i = 0; i < 3; ++i)
+                prev[i] = e[i];
         }
         // It kept going the way it came in: the middle angle went past the limit.
-        EXPECT_THAT(Point3(e[0], e[1], e[2]), NearPoint3(Point3(0.5f, lock + 0.6f, 0.25f), 2e-4f)) << kNames[order];
+        EXPECT_THAT(Point3(e[0], e[1], e[2]), NearPoint3(Point3(0.5f, lock + 0.6f, 0.25f), 2e-4f))
+            << kNames[order];
     }
 }
 
@@ -156,7 +164,8 @@ TEST(EulerContinuity, NearestSolutionIsChosenFromFarAwayStartingAngles) {
     // Incoming angles several turns away: the answer is shifted by whole turns to meet them.
     float e[3] = {0.1f + 4.0f * PI, 0.2f - 2.0f * PI, 0.3f + 6.0f * PI};
     ContinuousQuatToEuler(FromEuler(0.1f, 0.2f, 0.3f, EULERTYPE_ZYX), e, EULERTYPE_ZYX);
-    EXPECT_THAT(Point3(e[0], e[1], e[2]), NearPoint3(Point3(0.1f + 4.0f * PI, 0.2f - 2.0f * PI, 0.3f + 6.0f * PI), 1e-5f));
+    EXPECT_THAT(Point3(e[0], e[1], e[2]),
+                NearPoint3(Point3(0.1f + 4.0f * PI, 0.2f - 2.0f * PI, 0.3f + 6.0f * PI), 1e-5f));
     // Incoming angles on the other branch keep that branch.
     float o[3] = {0.1f + PI, PI - 0.2f, 0.3f + PI};
     ContinuousQuatToEuler(FromEuler(0.1f, 0.2f, 0.3f, EULERTYPE_XYZ), o, EULERTYPE_XYZ);
@@ -190,7 +199,8 @@ TEST(EulerRotationValue, EulerAnglesAreByAxisNameForTaitBryanAndByPositionForRep
     EXPECT_EQ(e.Euler(RotationValue::kZXY), Point3(0.2f, 0.3f, 0.1f));
     EXPECT_THAT(Quat(e), SameRotation(q, 1e-6f));
     EXPECT_THAT(Matrix3(e), NearMatrix3(mathtest::MatrixOf(q), 1e-6f));
-    EXPECT_THAT(RotationValue(Quat(e)).Euler(RotationValue::kZXY), NearPoint3(Point3(0.2f, 0.3f, 0.1f), 1e-6f));
+    EXPECT_THAT(RotationValue(Quat(e)).Euler(RotationValue::kZXY),
+                NearPoint3(Point3(0.2f, 0.3f, 0.1f), 1e-6f));
     // Applying.
     Matrix3 m = TransMatrix(Point3(1.0f, 2.0f, 3.0f));
     Matrix3 pre = m, post = m;

@@ -8,7 +8,7 @@
 namespace mathtest {
 
 class Rng {
-public:
+  public:
     explicit Rng(unsigned seed) : gen_(seed) {}
     float Uniform(float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(gen_); }
     Point3 InBox(float r) { return Point3(Uniform(-r, r), Uniform(-r, r), Uniform(-r, r)); }
@@ -31,7 +31,7 @@ public:
         return m;
     }
 
-private:
+  private:
     std::mt19937 gen_;
 };
 

@@ -35,18 +35,39 @@ TEST(Matrix3Operations, PostFormsApplyAfterAndPreFormsBefore) {
         Point3 v = rng.InBox(3.0f);
         float a = rng.Uniform(-3.0f, 3.0f);
         Matrix3 r;
-        r = m; r.Translate(v); EXPECT_THAT(r, NearMatrix3(m * TransMatrix(v), 1e-4f));
-        r = m; r.PreTranslate(v); EXPECT_THAT(r, NearMatrix3(TransMatrix(v) * m, 1e-4f));
-        r = m; r.RotateX(a); EXPECT_THAT(r, NearMatrix3(m * RotateXMatrix(a), 1e-4f));
-        r = m; r.RotateY(a); EXPECT_THAT(r, NearMatrix3(m * RotateYMatrix(a), 1e-4f));
-        r = m; r.RotateZ(a); EXPECT_THAT(r, NearMatrix3(m * RotateZMatrix(a), 1e-4f));
-        r = m; r.PreRotateX(a); EXPECT_THAT(r, NearMatrix3(RotateXMatrix(a) * m, 1e-4f));
-        r = m; r.PreRotateY(a); EXPECT_THAT(r, NearMatrix3(RotateYMatrix(a) * m, 1e-4f));
-        r = m; r.PreRotateZ(a); EXPECT_THAT(r, NearMatrix3(RotateZMatrix(a) * m, 1e-4f));
-        r = m; r.PreScale(v); EXPECT_THAT(r, NearMatrix3(ScaleMatrix(v) * m, 1e-4f));
-        r = m; r.Scale(v, true); EXPECT_THAT(r, NearMatrix3(m * ScaleMatrix(v), 1e-4f));
+        r = m;
+        r.Translate(v);
+        EXPECT_THAT(r, NearMatrix3(m * TransMatrix(v), 1e-4f));
+        r = m;
+        r.PreTranslate(v);
+        EXPECT_THAT(r, NearMatrix3(TransMatrix(v) * m, 1e-4f));
+        r = m;
+        r.RotateX(a);
+        EXPECT_THAT(r, NearMatrix3(m * RotateXMatrix(a), 1e-4f));
+        r = m;
+        r.RotateY(a);
+        EXPECT_THAT(r, NearMatrix3(m * RotateYMatrix(a), 1e-4f));
+        r = m;
+        r.RotateZ(a);
+        EXPECT_THAT(r, NearMatrix3(m * RotateZMatrix(a), 1e-4f));
+        r = m;
+        r.PreRotateX(a);
+        EXPECT_THAT(r, NearMatrix3(RotateXMatrix(a) * m, 1e-4f));
+        r = m;
+        r.PreRotateY(a);
+        EXPECT_THAT(r, NearMatrix3(RotateYMatrix(a) * m, 1e-4f));
+        r = m;
+        r.PreRotateZ(a);
+        EXPECT_THAT(r, NearMatrix3(RotateZMatrix(a) * m, 1e-4f));
+        r = m;
+        r.PreScale(v);
+        EXPECT_THAT(r, NearMatrix3(ScaleMatrix(v) * m, 1e-4f));
+        r = m;
+        r.Scale(v, true);
+        EXPECT_THAT(r, NearMatrix3(m * ScaleMatrix(v), 1e-4f));
         // Scale keeps the translation unless asked.
-        r = m; r.Scale(v);
+        r = m;
+        r.Scale(v);
         EXPECT_THAT(r, SameRotationMatrix(m * ScaleMatrix(v), 1e-4f));
         EXPECT_EQ(r.GetTrans(), m.GetTrans());
     }
@@ -87,7 +108,8 @@ TEST(Matrix3Inverse, SingularMatricesGiveAFinitePseudoInverse) {
     flat.SetTrans(Point3(1.0f, 2.0f, 3.0f));
     Matrix3 inv = Inverse(flat);
     EXPECT_THAT(inv, NearMatrix3(Matrix3(Point3(0.5f, 0.0f, 0.0f), Point3(), Point3(0.0f, 0.0f, 0.25f),
-                                         Point3(-0.5f, 0.0f, -0.75f)), 1e-6f));
+                                         Point3(-0.5f, 0.0f, -0.75f)),
+                                 1e-6f));
     // Pseudo-inverse property M * M+ * M == M (3x3 part), in a rotated frame too.
     Matrix3 r = MatrixOf(Quat(Point3(1.0f, 2.0f, 3.0f), 0.9f));
     Matrix3 m = Inverse(r) * ScaleMatrix(Point3(3.0f, 0.0f, 0.5f)) * r;
@@ -96,7 +118,8 @@ TEST(Matrix3Inverse, SingularMatricesGiveAFinitePseudoInverse) {
     Matrix3 line(Point3(1.0f, 1.0f, 0.0f), Point3(2.0f, 2.0f, 0.0f), Point3(), Point3());
     Matrix3 li = Inverse(line);
     for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 3; ++j) EXPECT_TRUE(std::isfinite(li[i][j]));
+        for (int j = 0; j < 3; ++j)
+            EXPECT_TRUE(std::isfinite(li[i][j]));
     EXPECT_THAT(line * li * line, SameRotationMatrix(line, 1e-5f));
     EXPECT_EQ(Inverse(Matrix3(0)), Matrix3(0));
     // Tiny but independent axes are not singular.
@@ -152,11 +175,14 @@ TEST(Matrix3Parts, NoTransNoRotNoScaleParityAndEquals) {
     EXPECT_EQ(n.GetTrans(), Point3());
     n = m;
     n.NoRot();
-    EXPECT_THAT(n, NearMatrix3(Matrix3(Point3(2.0f, 0.0f, 0.0f), Point3(0.0f, 3.0f, 0.0f), Point3(0.0f, 0.0f, 4.0f),
-                                       Point3(5.0f, 6.0f, 7.0f)), 1e-6f));
+    EXPECT_THAT(n, NearMatrix3(Matrix3(Point3(2.0f, 0.0f, 0.0f), Point3(0.0f, 3.0f, 0.0f),
+                                       Point3(0.0f, 0.0f, 4.0f), Point3(5.0f, 6.0f, 7.0f)),
+                               1e-6f));
     n = m;
     n.NoScale();
-    EXPECT_THAT(n, NearMatrix3(ScaleMatrix(Point3(1.0f, 1.0f, -1.0f)) * RotateZMatrix(0.5f) * TransMatrix(m.GetTrans()), 1e-6f));
+    EXPECT_THAT(n, NearMatrix3(ScaleMatrix(Point3(1.0f, 1.0f, -1.0f)) * RotateZMatrix(0.5f) *
+                                   TransMatrix(m.GetTrans()),
+                               1e-6f));
     EXPECT_FALSE(RotateXMatrix(2.0f).Parity());
     EXPECT_NEAR(m.Det(), -24.0f, 1e-4f);
 
@@ -180,5 +206,6 @@ TEST(Matrix3Parts, NoTransNoRotNoScaleParityAndEquals) {
     EXPECT_THAT(Point3() * XFormMat(TransMatrix(Point3(1.0f, 0.0f, 0.0f)), RotateZMatrix(HALFPI)),
                 NearPoint3(Point3(-1.0f, 1.0f, 0.0f), 1e-6f));
     Matrix3 xm = TransMatrix(Point3(1.0f, 0.0f, 0.0f));
-    EXPECT_THAT(XFormMat(xm, RotateZMatrix(HALFPI)), NearMatrix3(xm * RotateZMatrix(HALFPI) * Inverse(xm), 1e-6f));
+    EXPECT_THAT(XFormMat(xm, RotateZMatrix(HALFPI)),
+                NearMatrix3(xm * RotateZMatrix(HALFPI) * Inverse(xm), 1e-6f));
 }

@@ -32,7 +32,8 @@ TEST(QuatConventions, QuaternionsAreLeftHandedWhileRotateIsRightHanded) {
     }
     // Right-handed RotateZ by 90 degrees carries X to Y, as does its quaternion.
     EXPECT_THAT(Point3::XAxis * RotateZMatrix(HALFPI), NearPoint3(Point3::YAxis, 1e-6f));
-    EXPECT_THAT(TransformVector(Quat(RotateZMatrix(HALFPI)), Point3::XAxis), NearPoint3(Point3::YAxis, 1e-6f));
+    EXPECT_THAT(TransformVector(Quat(RotateZMatrix(HALFPI)), Point3::XAxis),
+                NearPoint3(Point3::YAxis, 1e-6f));
     // RotAngleAxisMatrix is right-handed, opposite to AngAxis.
     Point3 axis = Point3(1.0f, 2.0f, -0.5f).Normalize();
     EXPECT_THAT(RotAngleAxisMatrix(axis, 0.8f), NearMatrix3(MatrixOf(Quat(AngAxis(axis, -0.8f))), 1e-6f));
@@ -77,7 +78,8 @@ TEST(QuatConversions, AngAxisRoundTripsAndZeroAxisIsNotUnitLength) {
     // A non-unit axis is used as given.
     EXPECT_THAT(Quat(AngAxis(Point3(0.0f, 0.0f, 2.0f), PI)), NearQuat(Quat(0.0f, 0.0f, 2.0f, 0.0f), 1e-6f));
     // The (axis, angle) constructor normalizes.
-    EXPECT_THAT(Quat(Point3(0.0f, 0.0f, 2.0f), HALFPI), NearQuat(Quat(0.0f, 0.0f, std::sqrt(0.5f), std::sqrt(0.5f)), 1e-6f));
+    EXPECT_THAT(Quat(Point3(0.0f, 0.0f, 2.0f), HALFPI),
+                NearQuat(Quat(0.0f, 0.0f, std::sqrt(0.5f), std::sqrt(0.5f)), 1e-6f));
     EXPECT_THAT(Quat(Point3(), 1.0f), NearQuat(Quat(), 0.0f));
     // Identity and the full turn.
     float ang;

@@ -52,6 +52,9 @@ public:
     ParamBlockDesc2* GetParamBlockDescByName(const MCHAR* name) const;
     void AddParamBlockDesc(ParamBlockDesc2* pbd) { pbDescs_.push_back(pbd); }
     void ClearParamBlockDescs() { pbDescs_.clear(); }
+    // A string of the class's string table (parameter and block display names); null when
+    // the class has none for id.
+    virtual const MCHAR* GetRsrcString(INT_PTR id) { (void)id; return nullptr; }
 
     // The Qt rollup of one parameter map; null for classes without one.
     virtual MaxSDK::QMaxParamBlockWidget* CreateQtWidget(ReferenceMaker& owner, IParamBlock2& paramBlock,

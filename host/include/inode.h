@@ -26,7 +26,7 @@
 class Control;
 class Mtl;
 class ILayer;
-namespace host { class Scene; class NodeAccess; }
+namespace host { class Scene; class NodeAccess; class NodeAccessIO; }
 
 // Transform lock types and axes.
 constexpr int INODE_LOCKPOS = 0;
@@ -217,6 +217,9 @@ public:
     RefTargetHandle GetReference(int i) override;
     RefResult NotifyRefChanged(const Interval& changeInt, RefTargetHandle hTarget, PartID& partID,
                                RefMessage message, BOOL propagate) override;
+    // Scene files: name, root flag, display and bone flags, wire colour, locks, object offset,
+    // user properties, layer name and children (as file indices, linked after load). The
+    // references are the file's; a loaded node enters the scene through host::AdoptLoadedRoot.
     IOResult Save(ISave* isave) override;
     IOResult Load(ILoad* iload) override;
 
@@ -233,6 +236,7 @@ protected:
 private:
     friend class host::Scene;
     friend class host::NodeAccess;
+    friend class host::NodeAccessIO;
     explicit INode(bool isRoot);
     ~INode() override;
 
@@ -264,6 +268,7 @@ private:
     Quat offsetRot_;
     ScaleValue offsetScale_;
     MSTR userProps_;
+    MSTR loadLayer_;  // layer name read from a file, until the node enters the scene
     ILayer* layer_ = nullptr;
     DWORD_PTR userData_ = 0;
     ULONG nodeHandle_ = 0;

@@ -16,6 +16,7 @@
 #include "ilayer.h"
 
 class QWidget;
+class ClassDesc;
 
 // Called with the new time whenever the current time changes.
 class TimeChangeCallback {
@@ -278,6 +279,13 @@ std::string ConfigDir();
 void ResetScene();
 // As ResetScene, broadcasting NOTIFY_SYSTEM_PRE_NEW and NOTIFY_SYSTEM_POST_NEW instead.
 void NewScene();
+
+// Scene files. The descriptor the loader makes nodes with (a made node is outside the scene),
+// and the hand-over of a loaded hierarchy: the loaded root's children become top-level nodes
+// of the scene, every node below gets a new handle and its layer (by name, made if missing),
+// and the loaded root is released.
+::ClassDesc* NodeClassDesc();
+void AdoptLoadedRoot(INode* loadedRoot);
 
 // Headless view state for tests and the command line.
 long RedrawCount();

@@ -198,6 +198,11 @@ void Scene::Enter(INode* node, ILayer* layer) {
     if (layer) layer->host_Attach(node);
 }
 
+void Scene::EnterNew(INode* node, ILayer* layer) {
+    node->nodeHandle_ = nextHandle_++;
+    Enter(node, layer);
+}
+
 void Scene::Leave(INode* node) {
     auto it = byHandle_.find(node->nodeHandle_);
     if (it != byHandle_.end() && it->second == node) byHandle_.erase(it);

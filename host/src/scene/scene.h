@@ -95,6 +95,8 @@ public:
     // Puts a node into the scene tables (handle, layer) and takes it out again.
     void Enter(INode* node, ILayer* layer);
     void Leave(INode* node);
+    // Enter with a new handle (nodes made by a file load).
+    void EnterNew(INode* node, ILayer* layer);
     // Moves a node to another layer, recorded while holding.
     void MoveToLayer(INode* node, ILayer* layer);
 

@@ -158,7 +158,7 @@ BOOL LayerManager::DeleteLayer(const MSTR& name) {
             },
             L"Delete Layer"));
     } else {
-        l->MaybeAutoDelete();
+        host::DeleteIfOrphan(l);
     }
     return TRUE;
 }
@@ -174,7 +174,7 @@ void LayerManager::SetCurrentLayer(ILayer* layer) {
 void LayerManager::Reset() {
     std::vector<ILayer*> drop(layers_.begin() + 1, layers_.end());
     for (ILayer* l : drop) Remove(l);
-    for (ILayer* l : drop) l->MaybeAutoDelete();
+    for (ILayer* l : drop) DeleteIfOrphan(l);
     ILayer* zero = layers_.front();
     zero->Hide(false);
     zero->Freeze(false);

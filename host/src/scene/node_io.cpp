@@ -223,7 +223,7 @@ void AdoptLoadedRoot(INode* loadedRoot) {
         NodeAccessIO::EnterLoaded(n);
         for (int i = 0; i < n->NumberOfChildren(); ++i) stack.push_back(n->GetChildNode(i));
     }
-    if (!loadedRoot->host_InScene() && loadedRoot != scene.Root()) loadedRoot->MaybeAutoDelete();
+    if (loadedRoot != scene.Root()) DeleteIfOrphan(loadedRoot);
 }
 
 }  // namespace host

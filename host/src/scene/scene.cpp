@@ -272,7 +272,7 @@ void Scene::DeleteNode(INode* n, bool keepChildTM) {
     int index = Unlink(n);
     Leave(n);
     if (theHold.Holding()) theHold.Put(new NodeDeleteRestore(n, parent, index, layer));
-    else n->MaybeAutoDelete();
+    else DeleteIfOrphan(n);
 }
 
 bool Scene::SetSelected(INode* node, bool on) {

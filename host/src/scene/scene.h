@@ -30,6 +30,14 @@ private:
     const wchar_t* what_;
 };
 
+// Deletes a node or layer that the scene has let go of (no A_LOCK_TARGET) once no undo record
+// and no real dependent needs it. Nodes and layers are often never referenced, so the
+// automatic release of targets does not cover them.
+inline void DeleteIfOrphan(ReferenceTarget* t) {
+    if (t && !t->TestAFlag(A_LOCK_TARGET | A_IS_DELETED) && t->host_HoldLocks() == 0 && t->NumRealDependents() == 0)
+        t->DeleteMe();
+}
+
 // Keeps a reference target alive while an undo record needs it.
 class HoldLock {
 public:
@@ -38,6 +46,7 @@ public:
     }
     ~HoldLock() {
         if (auto* t = FromHandle<ReferenceTarget>(h_)) t->host_ReleaseHoldLock();
+        if (auto* t = FromHandle<ReferenceTarget>(h_)) DeleteIfOrphan(t);
     }
     HoldLock(const HoldLock&) = delete;
     HoldLock& operator=(const HoldLock&) = delete;

@@ -64,22 +64,25 @@ private:
 };
 
 // An interned, case-insensitive name (#foo, identifiers, property and keyword names).
-// Two names are equal when they are the same ignoring ASCII case. Names are never freed.
+// Two names are equal when they are the same ignoring ASCII case; each keeps the spelling it
+// was made with. Names are never freed.
 class Name {
 public:
     Name() = default;
     static Name Intern(std::string_view s);
-    // The spelling under which the name was first interned.
+    // The spelling this name was made with.
     std::string_view Str() const;
     bool Empty() const { return entry_ == nullptr; }
     bool operator==(const Name& o) const { return entry_ == o.entry_; }
     bool operator!=(const Name& o) const { return entry_ != o.entry_; }
+    // The same for every spelling of the name.
     const void* Id() const { return entry_; }
 
 private:
     struct Entry;
-    explicit Name(const Entry* e) : entry_(e) {}
+    Name(const Entry* e, const std::string* spelling) : entry_(e), spelling_(spelling) {}
     const Entry* entry_ = nullptr;
+    const std::string* spelling_ = nullptr;
 };
 
 class StringObj;

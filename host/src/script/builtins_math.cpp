@@ -12,6 +12,31 @@ constexpr double kDeg = kPi / 180.0;
 
 using Unary = double (*)(double);
 
+// Sine and cosine of degrees, exact at the quarter turns so that rotations by 90 degrees give
+// clean matrices.
+void SinCosDeg(double deg, double& s, double& c) {
+    double r = std::fmod(deg, 360.0);
+    if (r < 0) r += 360.0;
+    if (r == 0) { s = 0; c = 1; return; }
+    if (r == 90) { s = 1; c = 0; return; }
+    if (r == 180) { s = 0; c = -1; return; }
+    if (r == 270) { s = -1; c = 0; return; }
+    s = std::sin(deg * kDeg);
+    c = std::cos(deg * kDeg);
+}
+
+double SinDeg(double d) {
+    double s, c;
+    SinCosDeg(d, s, c);
+    return s;
+}
+
+double CosDeg(double d) {
+    double s, c;
+    SinCosDeg(d, s, c);
+    return c;
+}
+
 void Fn1(Interpreter& in, const char* name, Unary f) {
     std::string n = name;
     in.RegisterPrimitive(name, [n, f](Interpreter&, const CallArgs& a) {
@@ -63,8 +88,9 @@ Value RandomBetween(Interpreter& in, const Value& lo, const Value& hi) {
 Value Rotation(int axis, const Value& angle) {
     float m[12];
     vmath::Identity(m);
-    double a = angle.ToFloat() * kDeg;
-    float c = static_cast<float>(std::cos(a)), s = static_cast<float>(std::sin(a));
+    double sd, cd;
+    SinCosDeg(angle.ToFloat(), sd, cd);
+    float c = static_cast<float>(cd), s = static_cast<float>(sd);
     // right-handed rotations on row vectors
     int i = (axis + 1) % 3, j = (axis + 2) % 3;
     m[i * 3 + i] = c;
@@ -77,9 +103,9 @@ Value Rotation(int axis, const Value& angle) {
 }  // namespace
 
 void RegisterMathBuiltins(Interpreter& in) {
-    Fn1(in, "sin", [](double d) { return std::sin(d * kDeg); });
-    Fn1(in, "cos", [](double d) { return std::cos(d * kDeg); });
-    Fn1(in, "tan", [](double d) { return std::tan(d * kDeg); });
+    Fn1(in, "sin", &SinDeg);
+    Fn1(in, "cos", &CosDeg);
+    Fn1(in, "tan", [](double d) { return SinDeg(d) / CosDeg(d); });
     Fn1(in, "asin", [](double d) { return std::asin(d) / kDeg; });
     Fn1(in, "acos", [](double d) { return std::acos(d) / kDeg; });
     Fn1(in, "atan", [](double d) { return std::atan(d) / kDeg; });

@@ -389,8 +389,8 @@ Value ForExpr::Eval(Exec& x) {
         for (const Value& v : items)
             if (!step1(v)) break;
     }
+    if (exited && !exitValue.IsUndefined()) return exitValue;
     if (collect) return Value::NewArray(std::move(collected));
-    if (exited) return exitValue.IsUndefined() ? Value::Ok() : exitValue;
     return Value::Ok();
 }
 

@@ -542,6 +542,12 @@ private:
     Node* ParseThrow() {
         const Token& at = Take();
         auto* n = Make<ThrowExpr>(at);
+        if (Is(Tok::LParen) && Ahead().type == Tok::RParen) {
+            // throw(): rethrow the exception being handled
+            Take();
+            Take();
+            return n;
+        }
         if (!StatementEnds()) {
             n->message = ParseArgument();
             if (!StatementEnds()) n->value = ParseArgument();

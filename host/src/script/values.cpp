@@ -13,7 +13,7 @@ namespace host::script {
 // ---- names ------------------------------------------------------------------------------------
 
 struct Name::Entry {
-    std::string spelling;
+    std::vector<std::unique_ptr<std::string>> spellings;  // the first is the canonical one
 };
 
 namespace {
@@ -30,15 +30,21 @@ Name Name::Intern(std::string_view s) {
     static auto* table = new std::unordered_map<std::string, std::unique_ptr<Entry>>();
     std::string key = FoldCase(s);
     auto it = table->find(key);
-    if (it != table->end()) return Name(it->second.get());
-    auto e = std::make_unique<Entry>();
-    e->spelling = std::string(s);
-    const Entry* raw = e.get();
-    table->emplace(std::move(key), std::move(e));
-    return Name(raw);
+    Entry* e;
+    if (it != table->end()) {
+        e = it->second.get();
+        for (const auto& sp : e->spellings)
+            if (*sp == s) return Name(e, sp.get());
+    } else {
+        auto made = std::make_unique<Entry>();
+        e = made.get();
+        table->emplace(std::move(key), std::move(made));
+    }
+    e->spellings.push_back(std::make_unique<std::string>(s));
+    return Name(e, e->spellings.back().get());
 }
 
-std::string_view Name::Str() const { return entry_ ? std::string_view(entry_->spelling) : std::string_view(); }
+std::string_view Name::Str() const { return spelling_ ? std::string_view(*spelling_) : std::string_view(); }
 
 int TicksPerFrame() {
     int t = ::GetTicksPerFrame();

@@ -97,7 +97,11 @@ public:
     // World transform at t: the TM controller's CTRL_RELATIVE value on the parent's world
     // transform. valid is narrowed by the node's and its ancestors' validity. Answers from the
     // cache while t lies inside the cached interval; allocates nothing.
-    Matrix3 GetNodeTM(TimeValue t, Interval* valid = nullptr);
+    Matrix3 GetNodeTM(TimeValue t, Interval* valid = nullptr) {
+        if (!tmValid_.InInterval(t)) EvalTM(t);
+        if (valid) *valid &= tmValid_;
+        return tmCache_;
+    }
     // Sets the world transform at t: an XFORM_SET packet (tmAxis = tm, tmParent = the parent's
     // world transform) to the TM controller, which keys it while animating.
     void SetNodeTM(TimeValue t, const Matrix3& tm);

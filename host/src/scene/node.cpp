@@ -300,12 +300,6 @@ RefResult INode::NotifyRefChanged(const Interval& changeInt, RefTargetHandle hTa
 
 // ---- Transform
 
-Matrix3 INode::GetNodeTM(TimeValue t, Interval* valid) {
-    if (!tmValid_.InInterval(t)) EvalTM(t);
-    if (valid) *valid &= tmValid_;
-    return tmCache_;
-}
-
 void INode::EvalTM(TimeValue t) {
     // A controller that asks for its own node's transform gets the last one, not a recursion.
     if (evaluating_) return;

@@ -34,6 +34,9 @@ constexpr USHORT OBJ_REFS = 0xF014;     // data: int32 count, count x int32 file
 constexpr USHORT OBJ_CUSTATTRIBS = 0xF015;  // data: int32 count, count x int32 file index
 constexpr USHORT ROOTS = 0xF020;        // data: int32 count, count x int32 file index
 constexpr USHORT SETTINGS = 0xF030;     // data: time, range start, range end, fps, ticks per frame
+constexpr USHORT LAYERS = 0xF040;       // container of LAYER, then CURRENT_LAYER
+constexpr USHORT LAYER = 0xF041;        // data: name, int32 parent index (-1 top), uint32 flags
+constexpr USHORT CURRENT_LAYER = 0xF042;  // data: int32 index
 }  // namespace scenefmt
 
 // Time state the file keeps beside the objects.
@@ -58,10 +61,14 @@ bool LoadSceneFromMemory(const uint8_t* data, size_t size, std::wstring* error =
 // Links that are not references but must be followed into the file (a node's children).
 using ExtraLinksFn = std::function<void(ReferenceTarget* obj, std::vector<ReferenceTarget*>& out)>;
 
+// Writes more top-level chunks after the file's own (ids from CHUNK_ID_RESERVED up).
+using ExtraChunksFn = std::function<void(ISave* isave)>;
+
 // Writes roots and every object reachable from them through references, custom attributes
 // and extra links. Every class must be in the ClassDirectory.
 bool WriteObjectFile(const std::vector<ReferenceTarget*>& roots, const SceneSettings& settings,
-                     std::vector<uint8_t>& out, std::wstring* error, const ExtraLinksFn& links = {});
+                     std::vector<uint8_t>& out, std::wstring* error, const ExtraLinksFn& links = {},
+                     const ExtraChunksFn& extraChunks = {});
 
 // The objects of a file that has been read and verified, with references restored.
 // Nobody refers to the roots yet: the caller takes them (or lets this object delete
@@ -78,6 +85,11 @@ public:
     DWORD FileVersion() const;
     // Some class called ILoad::SetObsolete.
     bool Obsolete() const;
+    // A top-level chunk the object layer does not read itself: its payload inside the data
+    // given to ReadObjectFile (valid as long as that data), or null when the file has none.
+    const uint8_t* TopChunk(USHORT id, size_t* size, size_t* fileOffset) const;
+    // The object with file index i, or null.
+    ReferenceTarget* Object(int i) const;
     // Runs the post-load callbacks, then deletes objects the file holds that nothing
     // reachable from the roots (through references, custom attributes, extra links) needs.
     void Finish(const ExtraLinksFn& links = {});

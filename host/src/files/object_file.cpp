@@ -86,7 +86,8 @@ public:
 }  // namespace
 
 bool WriteObjectFile(const std::vector<ReferenceTarget*>& roots, const SceneSettings& settings,
-                     std::vector<uint8_t>& out, std::wstring* error, const ExtraLinksFn& links) {
+                     std::vector<uint8_t>& out, std::wstring* error, const ExtraLinksFn& links,
+                     const ExtraChunksFn& extraChunks) {
     for (ReferenceTarget* r : roots) {
         if (!r) {
             SetError(error, L"a root of the file is null");
@@ -198,6 +199,11 @@ bool WriteObjectFile(const std::vector<ReferenceTarget*>& roots, const SceneSett
     PutI32(w, settings.ticksPerFrame);
     w.EndChunk();
 
+    if (extraChunks && w.Ok()) {
+        extraChunks(&w);
+        if (w.CurChunkDepth() != 0) w.Fail(L"the scene's own chunks were left unbalanced");
+    }
+
     if (!w.Ok()) {
         SetError(error, L"the scene could not be written: " + w.Error());
         return false;
@@ -220,6 +226,12 @@ struct LoadedObjectFile::Impl {
     bool done = false;
     std::vector<PostLoadCallback*> callbacks;
     std::vector<std::pair<int, void**>> backpatches;
+    struct Top {
+        USHORT id;
+        const uint8_t* data;
+        size_t size, offset;
+    };
+    std::vector<Top> others;  // top-level chunks for the layers above
 
     void* Addr(int i) const {
         return i >= 0 && static_cast<size_t>(i) < objs.size() ? static_cast<void*>(objs[static_cast<size_t>(i)])
@@ -343,11 +355,14 @@ bool Reader::Run(std::wstring& err) {
     const wchar_t* names[4] = {L"class directory", L"object list", L"root list", L"scene settings"};
     std::vector<Chunk> chunks = Children(d_, kHeader, size_);
     for (const Chunk& c : chunks) {
+        bool mine = false;
         for (int k = 0; k < 4; ++k) {
             if (c.id != ids[k]) continue;
             if (top[k]) return Fail(err, L"the scene file has two " + std::wstring(names[k]) + L" chunks");
             top[k] = &c;
+            mine = true;
         }
+        if (!mine) ctx_.others.push_back({c.id, d_ + c.start, c.Length(), c.start});
     }
     for (int k = 0; k < 4; ++k)
         if (!top[k]) return Fail(err, L"the scene file has no " + std::wstring(names[k]));
@@ -609,6 +624,18 @@ const std::vector<ReferenceTarget*>& LoadedObjectFile::Roots() const { return im
 const SceneSettings& LoadedObjectFile::Settings() const { return impl->settings; }
 DWORD LoadedObjectFile::FileVersion() const { return impl->version; }
 bool LoadedObjectFile::Obsolete() const { return impl->obsolete; }
+
+const uint8_t* LoadedObjectFile::TopChunk(USHORT id, size_t* size, size_t* fileOffset) const {
+    for (const Impl::Top& t : impl->others) {
+        if (t.id != id) continue;
+        if (size) *size = t.size;
+        if (fileOffset) *fileOffset = t.offset;
+        return t.data;
+    }
+    return nullptr;
+}
+
+ReferenceTarget* LoadedObjectFile::Object(int i) const { return static_cast<ReferenceTarget*>(impl->Addr(i)); }
 
 void LoadedObjectFile::DeleteAll() {
     HoldSuspended off;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 #include "max.h"
+#include "object.h"
 #include "scenefile.h"
 
 namespace filetest {
@@ -13,6 +14,7 @@ namespace filetest {
 constexpr Class_ID GADGET_CLASS_ID(0x7E570001, 0x1);
 constexpr Class_ID TAG_CLASS_ID(0x7E570002, 0x2);
 constexpr Class_ID GHOST_CLASS_ID(0x7E570003, 0x3);
+constexpr Class_ID MARKER_CLASS_ID(0x7E570004, 0x4);
 
 // What Gadget::Save does, to test how the saver copes with classes that misbehave.
 enum class SaveMode { Normal, LeaveChunkOpen, DataOutsideChunk, Throw };
@@ -152,6 +154,39 @@ public:
     Class_ID ClassID() override { return GHOST_CLASS_ID; }
 };
 
+// A helper object with a size and a reference to another scene object (a node it aims at).
+class Marker : public HelperObject {
+public:
+    float size = 1.0f;
+    ReferenceTarget* aim = nullptr;
+
+    Class_ID ClassID() override { return MARKER_CLASS_ID; }
+    int NumRefs() override { return 1; }
+    RefTargetHandle GetReference(int i) override { return i == 0 ? aim : nullptr; }
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage message, BOOL) override {
+        if (message == REFMSG_TARGET_DELETED) aim = nullptr;
+        return REF_SUCCEED;
+    }
+    IOResult Save(ISave* isave) override {
+        isave->BeginChunk(1);
+        isave->Write(&size, sizeof size, nullptr);
+        isave->EndChunk();
+        return IO_OK;
+    }
+    IOResult Load(ILoad* iload) override {
+        while (iload->OpenChunk() == IO_OK) {
+            if (iload->CurChunkID() == 1 && iload->Read(&size, sizeof size, nullptr) != IO_OK) return IO_ERROR;
+            iload->CloseChunk();
+        }
+        return IO_OK;
+    }
+
+protected:
+    void SetReference(int i, RefTargetHandle t) override {
+        if (i == 0) aim = t;
+    }
+};
+
 template <class T, SClass_ID SC>
 class TestDesc : public ClassDesc {
 public:
@@ -171,6 +206,7 @@ private:
 inline TestDesc<Gadget, REF_TARGET_CLASS_ID> gadgetDesc(GADGET_CLASS_ID, L"Gadget");
 inline TestDesc<Tag, CUST_ATTRIB_CLASS_ID> tagDesc(TAG_CLASS_ID, L"Tag");
 inline TestDesc<Ghost, REF_TARGET_CLASS_ID> ghostDesc(GHOST_CLASS_ID, L"Ghost");
+inline TestDesc<Marker, HELPER_CLASS_ID> markerDesc(MARKER_CLASS_ID, L"Marker");
 inline SaveMode Gadget::saveMode = SaveMode::Normal;
 inline bool Gadget::registerCallback = false;
 
@@ -178,6 +214,7 @@ inline bool Gadget::registerCallback = false;
 inline void RegisterClasses() {
     host::ClassDirectory::Get().AddClass(&gadgetDesc, L"filetest");
     host::ClassDirectory::Get().AddClass(&tagDesc, L"filetest");
+    host::ClassDirectory::Get().AddClass(&markerDesc, L"filetest");
     host::ClassDirectory::Get().AddClass(&ghostDesc, L"ghostlib");
     Gadget::saveMode = SaveMode::Normal;
     Gadget::registerCallback = false;

@@ -272,9 +272,20 @@ TEST_F(CoreInterface, TimeAnimateModeAndViews) {
     EXPECT_EQ(ip()->GetRefCoordSys(), 6);
     EXPECT_FLOAT_EQ(MaxSDK::GetUIScaleFactor(), 1.0f);
 
-    // A reset puts time, range and mode back.
+    // A reset puts time, range and mode back and says so; a new scene says it differently.
+    Log resets;
+    Registration pre(&Log::Proc, &resets, NOTIFY_SYSTEM_PRE_RESET);
+    Registration post(&Log::Proc, &resets, NOTIFY_SYSTEM_POST_RESET);
+    Registration postNew(&Log::Proc, &resets, NOTIFY_SYSTEM_POST_NEW);
     AnimateOn();
+    MakeNode();
     host::ResetScene();
+    EXPECT_EQ(ip()->GetRootNode()->NumberOfChildren(), 0);
+    ASSERT_EQ(resets.calls.size(), 2u);
+    EXPECT_EQ(resets.calls[0].first, NOTIFY_SYSTEM_PRE_RESET);
+    EXPECT_EQ(resets.calls[1].first, NOTIFY_SYSTEM_POST_RESET);
+    host::NewScene();
+    EXPECT_EQ(resets.calls.back().first, NOTIFY_SYSTEM_POST_NEW);
     EXPECT_EQ(ip()->GetTime(), 0);
     EXPECT_FALSE(Animating());
     EXPECT_EQ(ip()->GetAnimRange(), Interval(0, 100 * GetTicksPerFrame()));

@@ -197,6 +197,28 @@ TEST_F(SceneUndo, EveryRecordedNodeOperationUndoesAndRedoes) {
     EXPECT_EQ(b->GetParentNode(), ip()->GetRootNode());
 }
 
+TEST_F(SceneUndo, DeleteNodesRemovesATabAsOneStep) {
+    INode* a = MakeNode(Trans(1, 0, 0), nullptr, L"A");
+    INode* b = MakeNode(Trans(0, 1, 0), a, L"B");
+    INode* c = MakeNode(Trans(0, 0, 1), b, L"C");
+    INodeTab tab;
+    tab.push_back(a);
+    tab.push_back(b);
+    theHold.Begin();
+    ip()->DeleteNodes(tab);
+    theHold.Accept(L"Delete");
+    EXPECT_EQ(ip()->GetINodeByName(L"A"), nullptr);
+    EXPECT_EQ(ip()->GetINodeByName(L"B"), nullptr);
+    EXPECT_EQ(c->GetParentNode(), ip()->GetRootNode());
+    EXPECT_TRUE(c->GetNodeTM(0).GetTrans().Equals(Point3(1, 1, 1), 1e-5f));
+
+    theHold.Undo();
+    EXPECT_EQ(ip()->GetINodeByName(L"A"), a);
+    EXPECT_EQ(b->GetParentNode(), a);
+    EXPECT_EQ(c->GetParentNode(), b);
+    EXPECT_TRUE(c->GetNodeTM(0).GetTrans().Equals(Point3(1, 1, 1), 1e-5f));
+}
+
 TEST_F(SceneUndo, OneAcceptUndoesAWholeBuild) {
     theHold.Begin();
     INode* root = MakeNode(Trans(0, 0, 1), nullptr, L"Hips");

@@ -2,6 +2,7 @@
 #include "custattrib.h"
 #include "hold.h"
 #include "iplugin.h"
+#include "maxapi.h"
 
 #include <algorithm>
 #include <cstring>
@@ -661,7 +662,17 @@ void LoadedObjectFile::Finish(const ExtraLinksFn& links) {
             ran = impl->callbacks.size();
             std::stable_sort(batch.begin(), batch.end(),
                              [](PostLoadCallback* a, PostLoadCallback* b) { return a->Priority() < b->Priority(); });
-            for (PostLoadCallback* cb : batch) cb->proc(&in);
+            // The scene is being replaced when callbacks run, so one that throws cannot undo
+            // the load any more: it is reported and the others still run.
+            for (PostLoadCallback* cb : batch) {
+                try {
+                    cb->proc(&in);
+                } catch (const std::exception& e) {
+                    Listener::WriteLine(L"A post-load callback failed: " + FromUtf8(e.what()));
+                } catch (...) {
+                    Listener::WriteLine(L"A post-load callback failed.");
+                }
+            }
         }
         impl->callbacks.clear();
 

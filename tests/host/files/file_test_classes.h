@@ -34,6 +34,7 @@ public:
     float seenAfterLoad = -1.0f;
     static SaveMode saveMode;
     static bool registerCallback;
+    static bool throwingCallback;  // also registers one that throws, ahead of the others
 
     SClass_ID SuperClassID() override { return REF_TARGET_CLASS_ID; }
     Class_ID ClassID() override { return GADGET_CLASS_ID; }
@@ -98,6 +99,7 @@ public:
         if (value == kThrowOnLoad) throw MaxSDK::Util::TabOutOfRangeException();
         if (res == IO_ERROR || value == kFailLoad) return IO_ERROR;
         if (registerCallback) iload->RegisterPostLoadCallback(new SumCallback(this));
+        if (throwingCallback) iload->RegisterPostLoadCallback(new ThrowingCallback);
         return IO_OK;
     }
 
@@ -122,6 +124,14 @@ private:
 
     private:
         Gadget* g_;
+    };
+    class ThrowingCallback : public PostLoadCallback {
+    public:
+        void proc(ILoad*) override {
+            delete this;
+            throw MaxSDK::Util::TabOutOfRangeException();
+        }
+        int Priority() override { return 0; }
     };
 };
 
@@ -209,6 +219,7 @@ inline TestDesc<Ghost, REF_TARGET_CLASS_ID> ghostDesc(GHOST_CLASS_ID, L"Ghost");
 inline TestDesc<Marker, HELPER_CLASS_ID> markerDesc(MARKER_CLASS_ID, L"Marker");
 inline SaveMode Gadget::saveMode = SaveMode::Normal;
 inline bool Gadget::registerCallback = false;
+inline bool Gadget::throwingCallback = false;
 
 // Registers the classes (again, after a test unloaded the ghost) and resets the switches.
 inline void RegisterClasses() {
@@ -218,6 +229,7 @@ inline void RegisterClasses() {
     host::ClassDirectory::Get().AddClass(&ghostDesc, L"ghostlib");
     Gadget::saveMode = SaveMode::Normal;
     Gadget::registerCallback = false;
+    Gadget::throwingCallback = false;
 }
 
 inline std::string Narrow(const std::wstring& w) { return host::ToUtf8(w); }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "file_test_classes.h"
+#include "maxapi.h"
 #include "test_support.h"
 
 using namespace filetest;
@@ -253,6 +254,8 @@ TEST(ObjectFiles, PostLoadCallbacksRunAfterReferencesAndOrphansAreReleased) {
     PutI32At(bytes, roots + host::CHUNK_HEADER_SIZE + 8, 0);
 
     Gadget::registerCallback = true;
+    Gadget::throwingCallback = true;
+    host::ListenerCapture listener;
     host::LoadedObjectFile f;
     std::wstring err;
     ASSERT_TRUE(host::ReadObjectFile(bytes.data(), bytes.size(), f, &err)) << Narrow(err);
@@ -261,9 +264,11 @@ TEST(ObjectFiles, PostLoadCallbacksRunAfterReferencesAndOrphansAreReleased) {
     EXPECT_EQ(loaded->seenAfterLoad, -1.0f) << "callbacks wait for Finish";
     EXPECT_EQ(guard.Leaked(), 7) << "four gadgets, the tag, its container and the stray";
     f.Finish();
-    EXPECT_EQ(loaded->seenAfterLoad, 5.0f) << "the callback saw a and b in place";
+    EXPECT_EQ(loaded->seenAfterLoad, 5.0f) << "the callback saw a and b in place, after others threw";
+    EXPECT_NE(listener.Text().find("post-load callback failed: Invalid index"), std::string::npos) << listener.Text();
     EXPECT_EQ(guard.Leaked(), 6) << "the unreachable stray is gone";
     Gadget::registerCallback = false;
+    Gadget::throwingCallback = false;
     loaded->DeleteMe();
     EXPECT_EQ(guard.Leaked(), 0);
 }

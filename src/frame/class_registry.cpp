@@ -115,6 +115,8 @@ const MCHAR* RegistryClassDesc::NonLocalizedClassName() {
 
 HINSTANCE RegistryClassDesc::HInstance() { return GetModuleInstance(); }
 
+const MCHAR* RegistryClassDesc::GetRsrcString(INT_PTR id) { return GetString(static_cast<int>(id)); }
+
 MaxSDK::QMaxParamBlockWidget* RegistryClassDesc::CreateQtWidget(ReferenceMaker& owner, IParamBlock2& paramBlock,
                                                                 MapID paramMapID, MSTR& rollupTitle,
                                                                 int& rollupFlags, int& rollupCategory) {

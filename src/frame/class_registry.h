@@ -53,6 +53,8 @@ public:
     int EndCreate(IObjParam* ip) override { (void)ip; return 0; }
     BOOL OkToCreate(IObjParam* ip) override { (void)ip; return TRUE; }
     HINSTANCE HInstance() override;
+    // Parameter and block names come from the library's string table (same buffer rules).
+    const MCHAR* GetRsrcString(INT_PTR id) override;
     MaxSDK::QMaxParamBlockWidget* CreateQtWidget(ReferenceMaker& owner, IParamBlock2& paramBlock, MapID paramMapID,
                                                  MSTR& rollupTitle, int& rollupFlags, int& rollupCategory) override;
 

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 
 #include "frame/class_registry.h"
+#include "frame/plugin_lifecycle.h"
 #include "resources/string_table.h"
 
 #define KT_EXPORT extern "C" __attribute__((visibility("default")))
@@ -30,3 +31,7 @@ KT_EXPORT ULONG LibVersion() { return VERSION_3DSMAX; }
 
 // Never deferred: the curve editor override must be in place from host start.
 KT_EXPORT ULONG CanAutoDefer() { return 0; }
+
+KT_EXPORT int LibInitialize() { return kt::PluginLifecycle::Initialize(); }
+
+KT_EXPORT int LibShutdown() { return kt::PluginLifecycle::Shutdown(); }

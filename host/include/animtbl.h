@@ -7,6 +7,7 @@
 
 class BaseInterface;
 class ICustAttribContainer;
+class IParamBlock2;
 class ReferenceTarget;
 class ISave;
 class ILoad;
@@ -118,6 +119,12 @@ public:
     virtual BaseInterface* GetInterface(Interface_ID id);
     virtual void* GetInterface(ULONG id);
     virtual int NumInterfaces() const { return 0; }
+
+    // Parameter blocks (ParamBlockDesc2 blocks) of the object, for scripts and tools that reach
+    // parameters by name; none by default. Null for an index or id it does not have.
+    virtual int NumParamBlocks() { return 0; }
+    virtual IParamBlock2* GetParamBlock(int i) { (void)i; return nullptr; }
+    virtual IParamBlock2* GetParamBlockByID(BlockID id) { (void)id; return nullptr; }
 
     // Custom attributes; the container exists once something was attached.
     ICustAttribContainer* GetCustAttribContainer() { return aCustAttrib; }

@@ -1,14 +1,20 @@
-// Objects: what a node carries and evaluates. Only the bases live here; meshes, shapes,
-// helpers with parameters, modifiers and derived objects build on them.
+// Objects: what a node carries and evaluates. Only the bases live here; meshes (triobj.h),
+// polygon meshes (polyobj.h), shapes (shape.h), parametric primitives (simpobj.h), helpers
+// (helpers.h), modifiers and derived objects (modifier.h) build on them.
 //
 // A node refers to one object (its object reference). Evaluating the object at t gives an
 // ObjectState: the object that results (the object itself for a base object; the end of the
 // modifier stack for a derived object), an optional transform and validity intervals.
+//
+// Channels: an object's data is split into channels (topology, geometry, texture maps, ...).
+// ChannelValidity(t, chan) says how long a channel stays as it is around t; an object whose
+// data is computed from animated parameters narrows it, a static one answers FOREVER.
 #pragma once
 
 #include "ref.h"
 #include "point3.h"
 #include "matrix3.h"
+#include "box3.h"
 
 class INode;
 class ViewExp;
@@ -47,6 +53,19 @@ constexpr int DISP_APPROX_CHAN_NUM = 9;
 constexpr int TM_CHAN_NUM = 10;
 constexpr int NUM_OBJ_CHANS = 11;
 
+// The channel bit of a channel number (TOPO_CHAN_NUM -> TOPO_CHANNEL); 0 out of range.
+constexpr ChannelMask ChannelBit(int chanNum) {
+    return chanNum >= 0 && chanNum < NUM_OBJ_CHANS ? ChannelMask(1u << chanNum) : 0u;
+}
+
+// Object types a modifier asks for (Modifier::InputType) and conversions aim at.
+// defObjectClassID stands for any object that IsDeformable.
+constexpr Class_ID defObjectClassID(0x0000AF00, 0);
+constexpr Class_ID triObjectClassID(0x00000009, 0);
+constexpr Class_ID polyObjectClassID(0x5D21369A, 0x61D207EA);
+constexpr Class_ID mapObjectClassID(0x4EC13906, 0x5578130E);
+constexpr Class_ID splineShapeClassID(0x0000000A, 0);
+
 // The result of evaluating an object. tm, when set, is an extra transform in object space
 // (owned by whoever evaluated); null means identity.
 class ObjectState {
@@ -75,6 +94,12 @@ public:
     virtual ~Deformer() = default;
     // The new position of point i, which is now at p.
     virtual Point3 Map(int i, Point3 p) = 0;
+    // Maps n consecutive points in place, pts[k] being point first + k. Objects that keep
+    // their points in one array call this; the default calls Map for each point, a deformer
+    // with a cheap per-point rule may override it with a tight loop (same results).
+    virtual void MapRange(Point3* pts, int first, int n) {
+        for (int k = 0; k < n; ++k) pts[k] = Map(first + k, pts[k]);
+    }
 };
 
 // Anything that shows in viewports: objects and modifiers.
@@ -104,6 +129,18 @@ public:
     virtual MSTR GetObjectName(bool localized = true) const { return ClassName(localized); }
 };
 
+namespace host {
+// Per-channel validity for objects that keep it (meshes, polys, parametric objects).
+struct ChannelValidities {
+    Interval v[NUM_OBJ_CHANS] = {FOREVER, FOREVER, FOREVER, FOREVER, FOREVER, FOREVER,
+                                 FOREVER, FOREVER, FOREVER, FOREVER, FOREVER};
+    Interval Get(int chan) const { return chan >= 0 && chan < NUM_OBJ_CHANS ? v[chan] : FOREVER; }
+    void Set(int chan, Interval iv) { if (chan >= 0 && chan < NUM_OBJ_CHANS) v[chan] = iv; }
+    void Update(int chan, Interval iv) { if (chan >= 0 && chan < NUM_OBJ_CHANS) v[chan] &= iv; }
+    void SetAll(Interval iv) { for (Interval& c : v) c = iv; }
+};
+}  // namespace host
+
 class Object : public BaseObject {
 public:
     // The state at t. A base object answers itself; derived objects evaluate their stack.
@@ -123,9 +160,32 @@ public:
     // Called after points were set so that caches (normals, bounds) are rebuilt.
     virtual void PointsWereChanged() {}
     // Sets every point to defProc.Map(i, point); useSel is for objects with a sub-selection.
+    // A null deformer changes nothing.
     virtual void Deform(Deformer* defProc, int useSel = 0);
+    // The box of the points (through tm when given); an empty box for an object without points.
+    virtual void GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm = nullptr, BOOL useSel = FALSE);
+
+    // Channel validity for objects that keep it; the defaults keep nothing.
+    // SetChannelValidity replaces a channel's interval, UpdateValidity intersects it.
+    virtual void SetChannelValidity(int nchan, Interval v) { (void)nchan; (void)v; }
+    virtual void UpdateValidity(int nchan, Interval v) { (void)nchan; (void)v; }
+    // Marks the channels as changed (their validity becomes NEVER) so caches rebuild.
+    virtual void InvalidateChannels(ChannelMask channels) { (void)channels; }
+
+    // Copies for the modifier stack. MakeShallowCopy answers a new object (the caller owns it)
+    // that holds a copy of the given channels, or null when the class cannot be copied so (a
+    // parametric object is converted instead). ShallowCopy takes the channels of fromOb, which
+    // must be of a class this object can copy from; host_CopyChannels says whether it could.
+    virtual Object* MakeShallowCopy(ChannelMask channels) { (void)channels; return nullptr; }
+    virtual void ShallowCopy(Object* fromOb, ChannelMask channels) { host_CopyChannels(fromOb, channels); }
+    virtual bool host_CopyChannels(Object* fromOb, ChannelMask channels) { (void)fromOb; (void)channels; return false; }
+    // True for classID itself and for the types this class is a kind of (an editable mesh is a
+    // kind of triObjectClassID).
+    virtual int IsSubClassOf(Class_ID classID) { return classID == ClassID() ? TRUE : FALSE; }
 
     // Conversion between object types; the defaults convert only to the object's own class.
+    // ConvertToType answers this, or a new object the caller owns (delete it with
+    // DeleteThis when it was not put in the scene), or null when it cannot convert.
     virtual int CanConvertToType(Class_ID obtype) { return obtype == ClassID() ? TRUE : FALSE; }
     virtual Object* ConvertToType(TimeValue t, Class_ID obtype) {
         (void)t;

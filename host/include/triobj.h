@@ -1,0 +1,67 @@
+// TriObject: an object that is a triangle Mesh, and the editable mesh built on it.
+//
+// The mesh is in object space. Channel validity is kept per channel: a TriObject that holds a
+// static mesh answers FOREVER; one that results from a modifier stack carries the validity
+// the stack gave it. Points are the mesh's vertices (NumPoints, GetPoint, SetPoint, Deform).
+//
+// Conversions: to triObjectClassID answers the object itself; to polyObjectClassID and
+// EPOLYOBJ_CLASS_ID a new polygon object whose polygons are the mesh's triangles joined across
+// invisible edges; to EDITTRIOBJ_CLASS_ID a new editable mesh with a copy of the mesh.
+#pragma once
+
+#include "mesh.h"
+#include "object.h"
+
+constexpr Class_ID EDITTRIOBJ_CLASS_ID(0xE44F10B3, 0);
+
+class TriObject : public GeomObject {
+public:
+    Mesh mesh;
+
+    TriObject() = default;
+    Class_ID ClassID() override { return triObjectClassID; }
+    int IsSubClassOf(Class_ID classID) override { return classID == triObjectClassID || classID == ClassID(); }
+    Mesh& GetMesh() { return mesh; }
+
+    ObjectState Eval(TimeValue t) override { (void)t; return ObjectState(this); }
+    Interval ChannelValidity(TimeValue t, int chan) override { (void)t; return valid_.Get(chan); }
+    void SetChannelValidity(int nchan, Interval v) override { valid_.Set(nchan, v); }
+    void UpdateValidity(int nchan, Interval v) override { valid_.Update(nchan, v); }
+    void InvalidateChannels(ChannelMask channels) override;
+
+    int IsDeformable() override { return TRUE; }
+    int NumPoints() override { return mesh.numVerts; }
+    Point3 GetPoint(int i) override { return mesh.getVert(i); }
+    void SetPoint(int i, const Point3& p) override { mesh.setVert(i, p); }
+    void PointsWereChanged() override { mesh.InvalidateGeomCache(); }
+    void Deform(Deformer* defProc, int useSel = 0) override;
+    void GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm = nullptr, BOOL useSel = FALSE) override;
+    void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
+
+    int CanConvertToType(Class_ID obtype) override;
+    Object* ConvertToType(TimeValue t, Class_ID obtype) override;
+    Object* MakeShallowCopy(ChannelMask channels) override;
+    // Copies from any TriObject (parametric objects included). Without TOPO_CHANNEL and with
+    // the same vertex count only the points are copied; the faces stay.
+    bool host_CopyChannels(Object* fromOb, ChannelMask channels) override;
+
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
+        return REF_SUCCEED;
+    }
+    ReferenceTarget* Clone(RemapDir& remap) override;
+    IOResult Save(ISave* isave) override;
+    IOResult Load(ILoad* iload) override;
+
+protected:
+    host::ChannelValidities valid_;
+};
+
+// A new empty TriObject (the caller owns it until it is referenced).
+TriObject* CreateNewTriObject();
+
+// The editable mesh ("Editable_Mesh"): a TriObject the user edits point by point.
+class EditTriObject : public TriObject {
+public:
+    Class_ID ClassID() override { return EDITTRIOBJ_CLASS_ID; }
+    ReferenceTarget* Clone(RemapDir& remap) override;
+};

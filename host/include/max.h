@@ -16,3 +16,8 @@
 #if __has_include("weakref.h")
 #include "weakref.h"
 #endif
+#include "notify.h"
+#include "object.h"
+#include "inode.h"
+#include "ilayer.h"
+#include "maxapi.h"

@@ -48,6 +48,10 @@ struct AnimPropertyHooks {
     std::function<bool(Interpreter&, Animatable*, Name, const CallArgs&, Value&)> call;
 };
 void AddAnimPropertyHooks(AnimPropertyHooks hooks);
+// Names the later bindings make global (core interfaces); tried after the class directory.
+void AddGlobalResolver(std::function<bool(Name, Value&)> resolver);
+// The class descriptor of a class value, or null.
+ClassDesc* ToClassDesc(const Value& v);
 
 }  // namespace scene
 

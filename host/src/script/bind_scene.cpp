@@ -60,6 +60,11 @@ std::vector<AnimPropertyHooks>& Hooks() {
     return h;
 }
 
+std::vector<std::function<bool(Name, Value&)>>& Resolvers() {
+    static std::vector<std::function<bool(Name, Value&)>> r;
+    return r;
+}
+
 // ---- super classes ----
 
 ScriptClass* RootClass() {
@@ -866,6 +871,13 @@ Value ClassValue(ClassDesc* cd) {
 
 void AddAnimPropertyHooks(AnimPropertyHooks hooks) { Hooks().push_back(std::move(hooks)); }
 
+void AddGlobalResolver(std::function<bool(Name, Value&)> resolver) { Resolvers().push_back(std::move(resolver)); }
+
+ClassDesc* ToClassDesc(const Value& v) {
+    auto* c = v.As<HostClass>();
+    return c ? c->Desc() : nullptr;
+}
+
 Value ResolvePath(Interpreter&, std::string_view path) {
     if (path.empty()) {
         Interface* ip = GetCOREInterface();
@@ -924,6 +936,8 @@ bool ResolveGlobal(Interpreter&, Name name, Value& out) {
             out = Value::Object(SuperClassFor(sc.id));
             return true;
         }
+    for (const auto& r : Resolvers())
+        if (r(name, out)) return true;
     return false;
 }
 

@@ -16,12 +16,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+#ifdef KT_TEST_DATA_DIR
+fs::path SuiteDir() { return fs::path(KT_TEST_DATA_DIR) / "suite"; }
+#else
 fs::path SuiteDir() { return fs::path(__FILE__).parent_path() / "suite"; }
+#endif
 
 std::vector<std::string> SuiteNames() {
     std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(SuiteDir()))
-        if (e.path().extension() == ".ms") names.push_back(e.path().stem().string());
+    std::error_code ec;
+    for (fs::directory_iterator it(SuiteDir(), ec), end; !ec && it != end; it.increment(ec))
+        if (it->path().extension() == ".ms") names.push_back(it->path().stem().string());
     std::sort(names.begin(), names.end());
     return names;
 }

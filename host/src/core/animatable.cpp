@@ -6,9 +6,10 @@
 #include <unordered_map>
 
 namespace {
+// Never destroyed: undo records freed during static destruction still look handles up.
 std::unordered_map<AnimHandle, Animatable*>& Handles() {
-    static std::unordered_map<AnimHandle, Animatable*> map;
-    return map;
+    static auto* map = new std::unordered_map<AnimHandle, Animatable*>();
+    return *map;
 }
 AnimHandle g_nextHandle = 1;
 long g_live = 0;

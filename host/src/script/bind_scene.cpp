@@ -48,10 +48,11 @@ namespace {
 std::string Utf8(const MCHAR* s) { return host::ToUtf8(s ? s : L""); }
 std::wstring Wide(std::string_view s) { return host::FromUtf8(s); }
 
-// Script names have underscores where display names have blanks.
+// Script names have underscores where display names have blanks or punctuation:
+// "Object (Point)" reads as Object__Point_.
 std::string ScriptName(std::string s) {
     for (char& c : s)
-        if (c == ' ') c = '_';
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_' && static_cast<unsigned char>(c) < 0x80) c = '_';
     return s;
 }
 
@@ -173,8 +174,8 @@ Value SubAnimValue(Animatable* parent, int index);
 
 class NodeObj final : public ScriptObject {
 public:
-    explicit NodeObj(INode* n) : handle_(n->GetHandle()) {}
-    INode* Node() const { return NodeByHandle(handle_); }
+    explicit NodeObj(INode* n) : handle_(n->GetHandle()), root_(n->IsRootNode() != 0) {}
+    INode* Node() const { return root_ ? GetCOREInterface()->GetRootNode() : NodeByHandle(handle_); }
     ScriptClass* Class() const override {
         INode* n = Node();
         if (n && n->GetObjectRef()) return ClassOfAnim(n->GetObjectRef()->FindBaseObject());
@@ -184,6 +185,10 @@ public:
         INode* n = Node();
         if (!n) {
             out += "<Deleted scene node>";
+            return;
+        }
+        if (root_) {
+            out += "<root>";
             return;
         }
         out += '$';
@@ -226,7 +231,7 @@ public:
     }
     bool Equals(const ScriptObject& o) const override {
         auto* other = dynamic_cast<const NodeObj*>(&o);
-        return other && other->handle_ == handle_;
+        return other && other->handle_ == handle_ && other->root_ == root_;
     }
     bool IsDead() const override { return Node() == nullptr; }
 
@@ -237,6 +242,7 @@ private:
         return n;
     }
     ULONG handle_;
+    bool root_;
 };
 
 class AnimObj final : public ScriptObject {
@@ -256,7 +262,8 @@ public:
         std::string cls = ClassOfAnim(a)->ClassName();
         SClass_ID s = a->SuperClassID();
         if (s >= CTRL_FLOAT_CLASS_ID && s <= CTRL_POINT4_CLASS_ID) {
-            out += "Controller:" + cls;
+            // controllers print under their display name: Controller:Position_Rotation_Scale
+            out += "Controller:" + ScriptName(host::ToUtf8(a->ClassName(true).str()));
         } else if (s == OSM_CLASS_ID || s == WSM_CLASS_ID) {
             auto* b = dynamic_cast<BaseObject*>(a);
             out += cls + ":" + (b ? Utf8(b->GetObjectName().data()) : cls);
@@ -836,10 +843,7 @@ bool HostClass::Call(Interpreter& in, const CallArgs& args, Value& out) {
 
 // ---- public entry points ------------------------------------------------------------------------
 
-Value NodeValue(INode* node) {
-    if (!node || node->IsRootNode()) return node ? AnimValue(node) : Value();
-    return Value::Object(new NodeObj(node));
-}
+Value NodeValue(INode* node) { return node ? Value::Object(new NodeObj(node)) : Value(); }
 
 INode* ToNode(const Value& v) {
     auto* n = v.As<NodeObj>();
@@ -848,7 +852,7 @@ INode* ToNode(const Value& v) {
 
 Value AnimValue(Animatable* anim) {
     if (!anim) return Value();
-    if (auto* n = dynamic_cast<INode*>(anim); n && !n->IsRootNode()) return NodeValue(n);
+    if (auto* n = dynamic_cast<INode*>(anim)) return NodeValue(n);
     return Value::Object(new AnimObj(anim));
 }
 
@@ -942,7 +946,7 @@ bool ResolveGlobal(Interpreter&, Name name, Value& out) {
 }
 
 void Bind(Interpreter& in) {
-    in.DefineSystemGlobal("rootNode", [](Interpreter&) { return AnimValue(GetCOREInterface()->GetRootNode()); });
+    in.DefineSystemGlobal("rootNode", [](Interpreter&) { return NodeValue(GetCOREInterface()->GetRootNode()); });
     in.DefineSystemGlobal("objects", [](Interpreter&) { return NodesValue(SceneNodes()); });
     in.DefineSystemGlobal("selection", [](Interpreter&) { return SelectionValue(); });
 

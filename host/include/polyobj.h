@@ -70,8 +70,8 @@ public:
 
 namespace host {
 
-// Points of an editable mesh or poly (any TriObject or PolyObject): the count, or -1 for
-// another kind of object (null included).
+// Points of an editable mesh or poly (any TriObject or PolyObject but a parametric
+// SimpleObject): the count, or -1 for another kind of object (null included).
 int GetNumVerts(Object* obj);
 // False out of range or for another kind of object; p is left alone then.
 bool GetVert(Object* obj, int i, Point3& p);

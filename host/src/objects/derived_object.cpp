@@ -184,9 +184,9 @@ private:
 
     void Invalidate() { cacheValid_ = NEVER; }
     void DropWork() {
-        if (work_) work_->DeleteThis();
+        if (work_) work_->DeleteMe();
         work_ = nullptr;
-        if (partial_) partial_->DeleteThis();
+        if (partial_) partial_->DeleteMe();
         partial_ = nullptr;
     }
     INode* FindNode();
@@ -278,7 +278,7 @@ bool DerivedObject::MakeWritable(TimeValue t, ObjectState& os, Class_ID type, Ob
         }
         if (Object* copy = in->MakeShallowCopy(ALL_CHANNELS)) {
             for (int c = 0; c < NUM_OBJ_CHANS; ++c) copy->SetChannelValidity(c, in->ChannelValidity(t, c));
-            if (slot && slot != copy) slot->DeleteThis();
+            if (slot && slot != copy) slot->DeleteMe();
             slot = copy;
             os.obj = copy;
             owned = true;
@@ -300,7 +300,7 @@ bool DerivedObject::MakeWritable(TimeValue t, ObjectState& os, Class_ID type, Ob
         if (owned) return true;
         return MakeWritable(t, os, conv->ClassID(), slot, owned, true);
     }
-    if (slot) slot->DeleteThis();
+    if (slot) slot->DeleteMe();
     slot = conv;
     os.obj = conv;
     owned = true;

@@ -4,6 +4,7 @@
 #include "iosave.h"
 #include "inode.h"
 #include "modifier.h"
+#include "simpobj.h"
 
 namespace {
 constexpr USHORT kMeshChunk = 0x1100;
@@ -30,7 +31,10 @@ private:
     Point3 before_, after_;
 };
 
-bool IsMeshOrPoly(Object* obj) { return dynamic_cast<TriObject*>(obj) || dynamic_cast<PolyObject*>(obj); }
+// Parametric objects are TriObjects too, but their points come from their parameters.
+bool IsMeshOrPoly(Object* obj) {
+    return (dynamic_cast<TriObject*>(obj) && !dynamic_cast<SimpleObject*>(obj)) || dynamic_cast<PolyObject*>(obj);
+}
 
 Object* Collapse(INode* node, TimeValue t, Class_ID wanted) {
     if (!node) return nullptr;

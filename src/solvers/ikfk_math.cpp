@@ -5,19 +5,17 @@
 
 namespace kt {
 
-namespace {
-inline float ClampCos(float c) { return std::clamp(c, -1.0f, 1.0f); }
-}  // namespace
-
+// The angle of the clamped cosine, taken through atan2 of sine and cosine: the same value,
+// without acos's loss of precision near 0 and pi, where nearly straight limbs live.
 float AngleBetween(const Point3& a, const Point3& b) {
     float lens = std::sqrt(a.LengthSquared() * b.LengthSquared());
     if (lens < 0.01f) return 0.0f;
-    return std::acos(ClampCos((a % b) / lens));
+    return std::atan2((a ^ b).Length(), a % b);
 }
 
 Quat QuatFromX(const Point3& v) {
     float len = v.Length();
-    float angle = len < 0.01f ? 0.0f : std::acos(ClampCos(v.x / len));
+    float angle = len < 0.01f ? 0.0f : std::atan2(std::sqrt(v.y * v.y + v.z * v.z), v.x);
     return Quat(AngAxis(Point3(0.0f, v.z, -v.y).Normalize(), angle));
 }
 

@@ -484,16 +484,12 @@ Matrix3 IKFKSolver::MatchGoalTM(const IKFKSolveParams& p) const {
     Matrix3 endTM = jointTMs[n - 1];
     // The two-joint solve has no soft reach to undo.
     if (solvedCount_ < 3 || !(p.softIK > 0.0f) || !(p.autoStretch < 1.0f)) return endTM;
-    // Distances in base space, where the solve measures them.
-    Point3 start = jointTMs[0].GetTrans() * invBase;
-    Point3 prevPt = start;
+    // Distances in base space, where the solve measures them; the length summed from the
+    // joints' offsets exactly as the solve sums it, so that repeated matches do not creep.
+    const Point3 start = jointTMs[0].GetTrans() * invBase;
+    const Point3 end = jointTMs[n - 1].GetTrans() * invBase;
     float Ls = 0.0f;
-    for (int i = 1; i < n; ++i) {
-        Point3 pt = jointTMs[i].GetTrans() * invBase;
-        Ls += (pt - prevPt).Length();
-        prevPt = pt;
-    }
-    const Point3 end = prevPt;
+    for (int i = 1; i < n; ++i) Ls += jointPos[i].Length();
     const float s = p.softIK * Ls;
     const float dist = (end - start).Length();
     if (dist > Ls - s && dist > 0.0f) {

@@ -10,6 +10,7 @@
 class INode;
 class Animatable;
 class ClassDesc;
+class FPValue;
 
 namespace host::script {
 
@@ -33,6 +34,8 @@ bool ResolveGlobal(Interpreter& in, Name name, Value& out);
 Value NodeValue(INode* node);
 // The node of a node value, or null (not a node, or deleted).
 INode* ToNode(const Value& v);
+// True for a node value, deleted or not.
+bool IsNodeValue(const Value& v);
 // Any other animatable (controller, object, modifier, parameter block) as a script value.
 Value AnimValue(Animatable* anim);
 // The animatable of a node, animatable or sub-anim value, or null.
@@ -50,6 +53,8 @@ struct AnimPropertyHooks {
 void AddAnimPropertyHooks(AnimPropertyHooks hooks);
 // Names the later bindings make global (core interfaces); tried after the class directory.
 void AddGlobalResolver(std::function<bool(Name, Value&)> resolver);
+// A script value as the FPValue nearest to it (ExecuteMAXScriptScript's result).
+FPValue ToFPForResult(const Value& v);
 // The class descriptor of a class value, or null.
 ClassDesc* ToClassDesc(const Value& v);
 

@@ -850,6 +850,8 @@ INode* ToNode(const Value& v) {
     return n ? n->Node() : nullptr;
 }
 
+bool IsNodeValue(const Value& v) { return v.As<NodeObj>() != nullptr; }
+
 Value AnimValue(Animatable* anim) {
     if (!anim) return Value();
     if (auto* n = dynamic_cast<INode*>(anim)) return NodeValue(n);

@@ -10,7 +10,7 @@
 using host::script::CallArgs;
 using host::script::Interpreter;
 using host::script::RunOptions;
-using host::script::Value;
+using SValue = host::script::Value;
 using script_test::ScriptRun;
 
 TEST(ScriptErrors, SyntaxErrorReportsLineAndColumnAndRunsNothing) {
@@ -85,7 +85,7 @@ TEST(ScriptErrors, QuietModeKeepsTheListenerClean) {
 TEST(ScriptErrors, HostExceptionsBecomeCatchableRuntimeErrors) {
     Interpreter in(true);
     host::ListenerCapture listener;
-    in.RegisterPrimitive("failsInHost", [](Interpreter&, const CallArgs&) -> Value {
+    in.RegisterPrimitive("failsInHost", [](Interpreter&, const CallArgs&) -> SValue {
         throw std::out_of_range("Invalid index passed into a Max SDK Tab::operator[]");
     });
     auto r = in.Run("failsInHost()");

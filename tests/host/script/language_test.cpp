@@ -9,7 +9,7 @@ using host::script::CallArgs;
 using host::script::Interpreter;
 using host::script::RunOptions;
 using host::script::Tag;
-using host::script::Value;
+using SValue = host::script::Value;
 using script_test::ScriptRun;
 
 TEST(ScriptLanguage, GlobalsPersistAcrossRunsAndBlocksKeepTheirLocals) {
@@ -49,7 +49,7 @@ TEST(ScriptLanguage, PrimitivesMayRunNestedTexts) {
         RunOptions quiet;
         quiet.quiet = true;
         auto r = in.Run(a[0].ToStr(), quiet);
-        return r.ok ? r.value : Value::String(r.error);
+        return r.ok ? r.value : SValue::String(r.error);
     });
     auto r = in.Run("shared = 5\nx = runNested \"shared * 2\"\ny = runNested \"undefined.nope\"\n#(x, y, shared)");
     ASSERT_TRUE(r.ok) << listener.Text();

@@ -567,12 +567,7 @@ MaxSDK::Array<FPValue>& Params(FPParams* p);
 
 template <class T>
 void FPValue::Load(ParamType2 t, const T& value) {
-    if constexpr (std::is_same_v<T, FPValue>) {
-        (void)t;
-        *this = value;
-    } else {
-        host::fp::LoadRuntime(*this, t, value);
-    }
+    host::fp::LoadRuntime(*this, t, value);
 }
 
 // The arguments of one call, in order.
@@ -722,9 +717,14 @@ public:
     // Then optionally `properties` with getter id, setter id, name, description id, type
     // [, EnumID], and `enums` with id, count, then count (name, code) pairs; p_end ends it.
     FPInterfaceDesc(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* cd, ULONG flag, ...);
-    // Without a list: build with AppendFunction / AppendProperty / AppendEnum.
-    FPInterfaceDesc(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* cd, ULONG flag);
+    // An empty description: Define it, then AppendFunction / AppendProperty / AppendEnum.
     FPInterfaceDesc();
+    // Sets the fixed fields and registers (see the class comment); for descriptions built
+    // without a list.
+    void Define(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* cd, ULONG flag);
+    // The list constructor's work, for subclasses' own list constructors (DECLARE_DESCRIPTOR).
+    void load_descriptor(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* cd, ULONG flag,
+                         va_list ap);
     ~FPInterfaceDesc() override;
     FPInterfaceDesc(const FPInterfaceDesc&) = delete;
     FPInterfaceDesc& operator=(const FPInterfaceDesc&) = delete;
@@ -762,11 +762,19 @@ private:
     void ParseList(va_list* ap);
 };
 
-// Core and static interfaces are descriptions that dispatch themselves.
-class FPStaticInterface : public FPInterfaceDesc {
-public:
-    using FPInterfaceDesc::FPInterfaceDesc;
-};
+// Core and static interfaces are descriptions that dispatch themselves. A subclass declares
+// its list constructor with DECLARE_DESCRIPTOR (an ellipsis cannot be inherited).
+class FPStaticInterface : public FPInterfaceDesc {};
+
+#define DECLARE_DESCRIPTOR(cls)                                                                     \
+public:                                                                                             \
+    cls() = default;                                                                                \
+    cls(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* cd, ULONG flag, ...) { \
+        va_list ap;                                                                                 \
+        va_start(ap, flag);                                                                         \
+        load_descriptor(id, int_name, descr, cd, flag, ap);                                         \
+        va_end(ap);                                                                                 \
+    }
 
 // An interface an object offers through GetInterface(Interface_ID); GetDesc answers its
 // class's description.

@@ -250,9 +250,11 @@ public:
     // P_HASCATEGORY; then per parameter: id, script name, type, [table size if a TAB type],
     // flags, display name id, tags ..., p_end; and a final p_end.
     ParamBlockDesc2(BlockID id, const MCHAR* int_name, StringResID local_name, ClassDesc2* cd, USHORT flags, ...);
-    // Without a parameter list: build with AddParam.
-    ParamBlockDesc2(BlockID id, const MCHAR* int_name, StringResID local_name, ClassDesc2* cd, USHORT flags);
+    // An empty descriptor: Define it, then AddParam.
     ParamBlockDesc2();
+    // Sets the block's own fields and registers with cd; for descriptors built without a list.
+    void Define(BlockID id, const MCHAR* int_name, StringResID local_name, ClassDesc2* cd, USHORT flags,
+                int version = 0, int ref_no = 0);
     ~ParamBlockDesc2();
     ParamBlockDesc2(const ParamBlockDesc2&) = delete;
     ParamBlockDesc2& operator=(const ParamBlockDesc2&) = delete;

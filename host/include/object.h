@@ -11,6 +11,8 @@
 // data is computed from animated parameters narrows it, a static one answers FOREVER.
 #pragma once
 
+#include <vector>
+
 #include "ref.h"
 #include "point3.h"
 #include "matrix3.h"
@@ -211,9 +213,33 @@ public:
     SClass_ID SuperClassID() override { return HELPER_CLASS_ID; }
 };
 
+// A shape: curves (splines) in object space (shape.h has the Bezier splines and SplineShape).
+// Curve questions take the curve's index and a parameter in 0..1: ptype 0 (PARAM_SIMPLE) runs
+// evenly over the pieces, 1 (PARAM_NORMALIZED) by arc length. A curve or piece out of range
+// answers the origin (length 0, not closed).
 class ShapeObject : public GeomObject {
 public:
     SClass_ID SuperClassID() override { return SHAPE_CLASS_ID; }
     BOOL IsShapeObject() override { return TRUE; }
     int IsRenderable() override { return FALSE; }
+
+    virtual int NumberOfCurves(TimeValue t) { (void)t; return 0; }
+    virtual BOOL CurveClosed(TimeValue t, int curve) { (void)t; (void)curve; return FALSE; }
+    virtual Point3 InterpCurve3D(TimeValue t, int curve, float param, int ptype = 0) {
+        (void)t; (void)curve; (void)param; (void)ptype;
+        return Point3();
+    }
+    virtual Point3 TangentCurve3D(TimeValue t, int curve, float param, int ptype = 0) {
+        (void)t; (void)curve; (void)param; (void)ptype;
+        return Point3();
+    }
+    virtual float LengthOfCurve(TimeValue t, int curve) { (void)t; (void)curve; return 0.0f; }
+    virtual int NumberOfPieces(TimeValue t, int curve) { (void)t; (void)curve; return 0; }
+    virtual Point3 InterpPiece3D(TimeValue t, int curve, int piece, float param, int ptype = 0) {
+        (void)t; (void)curve; (void)piece; (void)param; (void)ptype;
+        return Point3();
+    }
+    // What a drawer needs: each curve as a polyline, sampled with `steps` points inside each
+    // piece; a closed curve repeats its first point at the end.
+    void host_GetPolylines(TimeValue t, int steps, std::vector<std::vector<Point3>>& out);
 };

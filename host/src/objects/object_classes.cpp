@@ -3,6 +3,7 @@
 #include "maxapi.h"
 #include "objects_internal.h"
 #include "polyobj.h"
+#include "shape.h"
 #include "triobj.h"
 
 void Object::GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm, BOOL useSel) {
@@ -38,7 +39,10 @@ void host::objects::RegisterMeshClasses(host::ClassDirectory& dir) {
                                             false);
     static ObjectClassDesc<EditPolyObject> editPoly(L"Editable Poly", L"Editable_Poly", GEOMOBJECT_CLASS_ID,
                                                     EPOLYOBJ_CLASS_ID, L"");
+    static ObjectClassDesc<SplineShape> spline(L"Editable Spline", L"SplineShape", SHAPE_CLASS_ID,
+                                               splineShapeClassID, L"Shapes");
     dir.AddClass(&tri);
+    dir.AddClass(&spline);
     dir.AddClass(&editTri);
     dir.AddClass(&poly);
     dir.AddClass(&editPoly);

@@ -75,8 +75,16 @@ constexpr DWORD INHERIT_SCL_Y = 1 << 7;
 constexpr DWORD INHERIT_SCL_Z = 1 << 8;
 constexpr DWORD INHERIT_ALL = 511;
 
+// GetInterface(I_CONTROL) on a controller answers the Control itself.
+constexpr ULONG I_CONTROL = 0x00001010;
+
 class Control : public ReferenceTarget {
 public:
+    using ReferenceTarget::GetInterface;
+    void* GetInterface(ULONG id) override {
+        return id == I_CONTROL ? static_cast<Control*>(this) : ReferenceTarget::GetInterface(id);
+    }
+
     // val points at the value type of the super class: float, Point3, Quat, ScaleValue,
     // or for transform controllers a Matrix3 (always called CTRL_RELATIVE with the parent
     // matrix in val). valid is narrowed to the time over which the answer holds.
@@ -122,6 +130,12 @@ public:
     virtual int NumMultCurves() { return 0; }
     virtual TimeValue ApplyEase(TimeValue t, Interval& valid) { (void)valid; return t; }
     virtual float GetMultVal(TimeValue t, Interval& valid) { (void)t; (void)valid; return 1.0f; }
+    // Controllers that take curves answer TRUE; the others ignore Append and Delete.
+    virtual BOOL CanApplyEaseMultCurves() { return FALSE; }
+    virtual void AppendEaseCurve(Control* cont) { (void)cont; }
+    virtual void DeleteEaseCurve(int i) { (void)i; }
+    virtual void AppendMultCurve(Control* cont) { (void)cont; }
+    virtual void DeleteMultCurve(int i) { (void)i; }
 
     BOOL IsKeyable() override { return TRUE; }
     BOOL IsLeaf() override { return NumSubs() == 0 ? TRUE : FALSE; }

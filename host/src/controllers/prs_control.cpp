@@ -1,0 +1,166 @@
+// PRS: the default transform controller, a position, a rotation and a scale sub-controller.
+// Local transform = scale * rotation * translation (row vectors: scale first).
+#include <cmath>
+
+#include "compound_control.h"
+#include "controllers_internal.h"
+#include "decomp.h"
+#include "stdctrl.h"
+#include "value_ops.h"
+
+namespace host::ctrl {
+
+class PRSControl : public CompoundControl {
+public:
+    enum { kPos = 0, kRot = 1, kScale = 2 };
+
+    explicit PRSControl(bool loading = false) : CompoundControl(3) {
+        if (loading) return;
+        theHold.Suspend();
+        ReplaceReference(kPos, NewDefaultPositionController());
+        ReplaceReference(kRot, NewDefaultRotationController());
+        ReplaceReference(kScale, NewDefaultScaleController());
+        theHold.Resume();
+    }
+
+    SClass_ID SuperClassID() override { return CTRL_MATRIX3_CLASS_ID; }
+    Class_ID ClassID() override { return Class_ID(PRS_CONTROL_CLASS_ID, 0); }
+    SClass_ID SubSuperClass(int i) override {
+        return i == kPos ? CTRL_POSITION_CLASS_ID : i == kRot ? CTRL_ROTATION_CLASS_ID : CTRL_SCALE_CLASS_ID;
+    }
+    MSTR SubName(int i) override { return MSTR(i == kPos ? L"Position" : i == kRot ? L"Rotation" : L"Scale"); }
+
+    Control* GetPositionController() override { return Sub(kPos); }
+    Control* GetRotationController() override { return Sub(kRot); }
+    Control* GetScaleController() override { return Sub(kScale); }
+    BOOL SetPositionController(Control* c) override { return AssignController(c, kPos); }
+    BOOL SetRotationController(Control* c) override { return AssignController(c, kRot); }
+    BOOL SetScaleController(Control* c) override { return AssignController(c, kScale); }
+
+    // val is a Matrix3: relative requests multiply the local transform into it (the parent);
+    // absolute ones answer the local transform itself.
+    void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_RELATIVE) override {
+        Matrix3& m = *static_cast<Matrix3*>(val);
+        if (method == CTRL_ABSOLUTE) m.IdentityMatrix();
+        for (int i : {kPos, kRot, kScale})
+            if (Control* c = Sub(i)) c->GetValue(t, &m, valid, CTRL_RELATIVE);
+    }
+
+    // val is a SetXFormPacket.
+    // XFORM_MOVE: p, a vector in tmAxis space, moves the node (position, relative, in the parent).
+    // XFORM_ROTATE: the packet's rotation (aa, or q when aa has no axis) with its axis carried
+    //   from tmAxis into the parent's frame turns the rotation first: new = delta * old; so with
+    //   identity tmParent and tmAxis the rotation becomes Quat(aa) * old. A mirroring tmAxis
+    //   reverses the angle. Without localOrigin the pivot also turns about tmAxis's origin.
+    // XFORM_SCALE: factors p along the axes of tmAxis, composed onto the scale; without
+    //   localOrigin the pivot also scales away from tmAxis's origin.
+    // XFORM_SET: tmAxis is the wanted world transform: tmAxis * Inverse(tmParent) is decomposed
+    //   into position, rotation and stretch (a mirror becomes negative factors).
+    // Degenerate matrices go through the general inverse and never fail; a zero axis does nothing.
+    void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_RELATIVE) override {
+        (void)method;
+        if (!val || GetLocked()) return;
+        const SetXFormPacket& p = *static_cast<const SetXFormPacket*>(val);
+        switch (p.command) {
+            case XFORM_MOVE: Move(t, p.tmParent, VectorTransform(p.tmAxis, p.p), commit); break;
+            case XFORM_ROTATE: Rotate(t, p, commit); break;
+            case XFORM_SCALE: ScaleBy(t, p, commit); break;
+            case XFORM_SET: Set(t, p, commit); break;
+        }
+    }
+
+    ReferenceTarget* Clone(RemapDir& remap) override {
+        auto* c = new PRSControl(true);
+        CloneSubsInto(c, remap);
+        BaseClone(this, c, remap);
+        return c;
+    }
+    IOResult Load(ILoad* iload) override {
+        IOResult res = IO_OK;
+        while ((res = iload->OpenChunk()) == IO_OK) {
+            LoadCompoundChunk(iload, res);
+            iload->CloseChunk();
+            if (res != IO_OK) return res;
+        }
+        return res == IO_END ? IO_OK : res;
+    }
+
+private:
+    // World position of the pivot for the given parent.
+    Point3 PivotWorld(TimeValue t, const Matrix3& parent) {
+        Matrix3 m = parent;
+        Interval iv = FOREVER;
+        if (Control* c = Sub(kPos)) c->GetValue(t, &m, iv, CTRL_RELATIVE);
+        return m.GetTrans();
+    }
+
+    void Move(TimeValue t, const Matrix3& parent, const Point3& worldDelta, int commit) {
+        Control* c = Sub(kPos);
+        if (!c || worldDelta == Point3()) return;
+        Point3 local = VectorTransform(Inverse(parent), worldDelta);
+        c->SetValue(t, &local, commit, CTRL_RELATIVE);
+    }
+
+    void Rotate(TimeValue t, const SetXFormPacket& p, int commit) {
+        AngAxis aa = p.aa;
+        if (aa.axis == Point3() && !p.q.IsIdentity()) aa = AngAxis(SafeUnit(p.q));
+        const Point3 axis = aa.axis.Normalize();
+        if (axis == Point3() || aa.angle == 0.0f) return;
+        const Matrix3 toParent = p.tmAxis * Inverse(p.tmParent);
+        const Point3 ax = VectorTransform(toParent, axis).Normalize();
+        if (ax == Point3()) return;
+        AngAxis local(ax, toParent.Parity() ? -aa.angle : aa.angle);
+        if (!p.localOrigin) {
+            const Point3 w = PivotWorld(t, p.tmParent), o = p.tmAxis.GetTrans();
+            const Point3 worldAxis = VectorTransform(p.tmAxis, axis).Normalize();
+            if (w != o && worldAxis != Point3()) {
+                Matrix3 r;
+                QFromAngAxis(p.tmAxis.Parity() ? -aa.angle : aa.angle, worldAxis).MakeMatrix(r);
+                Move(t, p.tmParent, VectorTransform(r, w - o) - (w - o), commit);
+            }
+        }
+        if (Control* c = Sub(kRot)) c->SetValue(t, &local, commit, CTRL_RELATIVE);
+    }
+
+    void ScaleBy(TimeValue t, const SetXFormPacket& p, int commit) {
+        Matrix3 frame = p.tmParent;  // the parent advanced to the scale step
+        Interval iv = FOREVER;
+        if (Control* c = Sub(kPos)) c->GetValue(t, &frame, iv, CTRL_RELATIVE);
+        if (Control* c = Sub(kRot)) c->GetValue(t, &frame, iv, CTRL_RELATIVE);
+        Matrix3 axisInLocal = p.tmAxis * Inverse(frame);
+        axisInLocal.NoTrans();
+        axisInLocal.Orthogonalize();
+        if (axisInLocal.Parity()) axisInLocal.SetRow(2, -axisInLocal.GetRow(2));
+        ScaleValue delta(p.p, Quat(axisInLocal));
+        if (!p.localOrigin) {
+            Matrix3 a = p.tmAxis;
+            const Point3 o = a.GetTrans();
+            a.NoTrans();
+            const Point3 w = PivotWorld(t, p.tmParent);
+            const Point3 inAxis = VectorTransform(Inverse(a), w - o) * p.p;
+            Move(t, p.tmParent, VectorTransform(a, inAxis) - (w - o), commit);
+        }
+        if (Control* c = Sub(kScale)) c->SetValue(t, &delta, commit, CTRL_RELATIVE);
+    }
+
+    void Set(TimeValue t, const SetXFormPacket& p, int commit) {
+        AffineParts ap;
+        decomp_affine(p.tmAxis * Inverse(p.tmParent), &ap);
+        Point3 pos = ap.t;
+        Quat q = ap.q;
+        ScaleValue s(ap.k * ap.f, ap.u);
+        if (Control* c = Sub(kPos)) c->SetValue(t, &pos, commit, CTRL_ABSOLUTE);
+        if (Control* c = Sub(kRot)) c->SetValue(t, &q, commit, CTRL_ABSOLUTE);
+        if (Control* c = Sub(kScale)) c->SetValue(t, &s, commit, CTRL_ABSOLUTE);
+    }
+};
+
+Control* NewPRS() { return new PRSControl(); }
+
+void RegisterPRSClass(host::ClassDirectory& dir) {
+    static StdClassDesc<PRSControl> prs(L"Position/Rotation/Scale", L"prs", CTRL_MATRIX3_CLASS_ID,
+                                        Class_ID(PRS_CONTROL_CLASS_ID, 0));
+    dir.AddClass(&prs);
+}
+
+}  // namespace host::ctrl

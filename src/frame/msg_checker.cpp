@@ -19,6 +19,7 @@ ClassFactoryRegistrar registrar(REF_TARGET_CLASS_ID, MsgChecker::kClassID,
 MsgChecker::MsgChecker(BOOL loading) { (void)loading; }
 
 int MsgChecker::Watch(ReferenceTarget* target) {
+    if (!target) return -1;
     const int slot = NumWatched();
     if (ReplaceReference(slot, target) != REF_SUCCEED) return -1;
     return slot;

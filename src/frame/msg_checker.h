@@ -20,7 +20,8 @@ public:
 
     explicit MsgChecker(BOOL loading = FALSE);
 
-    // Watches target in a new slot; answers the slot, or -1 when the host refused it.
+    // Watches target in a new slot; answers the slot, or -1 for null or when the host
+    // refused the reference.
     int Watch(ReferenceTarget* target);
     int NumWatched() const { return static_cast<int>(refs_.size()); }
 

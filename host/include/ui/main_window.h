@@ -1,0 +1,74 @@
+// The host's main window: a tool bar, the viewport area, the command panel docked on the
+// right, a time slider at the bottom (the dock anchor named "TimeSlider") and a status bar.
+//
+// Dock windows added to it honour the host properties:
+//   "QmaxDockMinMaximizable"            bool: a floating window gets minimise and maximise buttons
+//   "_3dsmax_floating_window_flags"     int: Qt window flags added while floating
+//   "_3dsmax_hide_titlebar_on_floating" bool: a floating window shows no title bar
+#pragma once
+
+#include <QMainWindow>
+
+class Animatable;
+class INode;
+struct NotifyInfo;
+class QDockWidget;
+class QLabel;
+class QScrollArea;
+class QSlider;
+class QVBoxLayout;
+
+namespace MaxSDK {
+class QMaxParamBlockWidget;
+}
+
+namespace host::ui {
+
+// The rollups of the selected node: its object's (base object, then modifiers top first), then
+// its transform controller's. Each rollup comes from its class's ClassDesc2::CreateQtWidget and
+// is bound to the block; classes without one are listed by name. Follows the selection.
+class CommandPanel : public QWidget {
+    Q_OBJECT
+public:
+    explicit CommandPanel(QWidget* parent = nullptr);
+    ~CommandPanel() override;
+    // Shows node's rollups (null: the empty panel).
+    void ShowNode(INode* node);
+    INode* Node() const { return node_; }
+    // The rollups on show, in order.
+    const std::vector<MaxSDK::QMaxParamBlockWidget*>& Rollups() const { return rollups_; }
+
+private:
+    void AddAnimatable(Animatable* anim, const QString& heading);
+    void Clear();
+    static void OnSelection(void* param, NotifyInfo* info);
+
+    INode* node_ = nullptr;
+    QLabel* title_ = nullptr;
+    QVBoxLayout* list_ = nullptr;
+    std::vector<MaxSDK::QMaxParamBlockWidget*> rollups_;
+    std::vector<QWidget*> frames_;
+};
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+    CommandPanel* Panel() const { return panel_; }
+    QDockWidget* TimeSliderDock() const { return timeDock_; }
+    // Applies the host properties of a dock window now (done on every float change).
+    static void ApplyDockProperties(QDockWidget* dock);
+
+protected:
+    bool event(QEvent* e) override;
+
+private:
+    CommandPanel* panel_ = nullptr;
+    QDockWidget* panelDock_ = nullptr;
+    QDockWidget* timeDock_ = nullptr;
+    QSlider* slider_ = nullptr;
+    QLabel* frameLabel_ = nullptr;
+};
+
+}  // namespace host::ui

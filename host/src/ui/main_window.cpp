@@ -1,0 +1,291 @@
+#include "ui/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QChildEvent>
+#include <QDockWidget>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QScrollArea>
+#include <QSlider>
+#include <QStatusBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "inode.h"
+#include "iparamb2.h"
+#include "maxapi.h"
+#include "modifier.h"
+#include "notify.h"
+#include "ui/qmax_param_block_widget.h"
+#include "ui/qmax_toolbar.h"
+
+namespace host::ui {
+namespace {
+
+QString ToQ(const MCHAR* s) { return QString::fromWCharArray(s ? s : L""); }
+
+QString ClassNameOf(Animatable* a) {
+    MSTR name;
+    a->GetClassName(name);
+    return ToQ(name.data());
+}
+
+// A top view of the scene: a grid, and each node as a marker with its name, joined to its
+// parent.
+class Viewport : public QWidget {
+public:
+    explicit Viewport(QWidget* parent) : QWidget(parent) {
+        setMinimumSize(480, 360);
+        setAutoFillBackground(false);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.fillRect(rect(), QColor(68, 68, 72));
+        const QPointF c = rect().center();
+        const double scale = 2.0;  // pixels per unit
+        p.setPen(QColor(88, 88, 94));
+        for (int i = -50; i <= 50; ++i) {
+            const double d = i * 10 * scale;
+            p.drawLine(QPointF(c.x() + d, 0), QPointF(c.x() + d, height()));
+            p.drawLine(QPointF(0, c.y() + d), QPointF(width(), c.y() + d));
+        }
+        p.setPen(QPen(QColor(30, 30, 30), 1.5));
+        p.drawLine(QPointF(c.x(), 0), QPointF(c.x(), height()));
+        p.drawLine(QPointF(0, c.y()), QPointF(width(), c.y()));
+
+        Interface* ip = GetCOREInterface();
+        const TimeValue t = ip->GetTime();
+        auto place = [&](INode* n) {
+            const Point3 pos = n->GetNodeTM(t).GetTrans();
+            return QPointF(c.x() + pos.x * scale, c.y() - pos.y * scale);
+        };
+        std::function<void(INode*)> draw = [&](INode* n) {
+            for (int i = 0; i < n->NumberOfChildren(); ++i) {
+                INode* child = n->GetChildNode(i);
+                if (!n->IsRootNode()) {
+                    p.setPen(QPen(QColor(150, 150, 160), 1.0, Qt::DashLine));
+                    p.drawLine(place(n), place(child));
+                }
+                draw(child);
+            }
+            if (n->IsRootNode()) return;
+            const DWORD wc = n->GetWireColor();
+            const QColor colour(wc & 0xFF, (wc >> 8) & 0xFF, (wc >> 16) & 0xFF);
+            const QPointF at = place(n);
+            p.setPen(QPen(n->Selected() ? Qt::white : colour, 2));
+            p.drawLine(at - QPointF(6, 0), at + QPointF(6, 0));
+            p.drawLine(at - QPointF(0, 6), at + QPointF(0, 6));
+            p.setPen(QColor(220, 220, 220));
+            p.drawText(at + QPointF(8, -6), ToQ(n->GetName()));
+        };
+        draw(ip->GetRootNode());
+        p.setPen(QColor(200, 200, 200));
+        p.drawText(QPointF(10, 20), QStringLiteral("Top"));
+    }
+};
+
+// A rollup: a title button that folds the body away.
+class Rollup : public QFrame {
+public:
+    Rollup(const QString& title, QWidget* body) {
+        setFrameShape(QFrame::StyledPanel);
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(2, 2, 2, 4);
+        layout->setSpacing(2);
+        auto* head = new QToolButton(this);
+        head->setText(title);
+        head->setCheckable(true);
+        head->setChecked(true);
+        head->setArrowType(Qt::DownArrow);
+        head->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        head->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        QObject::connect(head, &QToolButton::toggled, body, [head, body](bool open) {
+            head->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+            body->setVisible(open);
+        });
+        body->setParent(this);
+        layout->addWidget(head);
+        layout->addWidget(body);
+    }
+};
+
+}  // namespace
+
+CommandPanel::CommandPanel(QWidget* parent) : QWidget(parent) {
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(4, 4, 4, 4);
+    title_ = new QLabel(QStringLiteral("Nothing selected"), this);
+    title_->setObjectName(QStringLiteral("commandPanelTitle"));
+    QFont f = title_->font();
+    f.setBold(true);
+    title_->setFont(f);
+    outer->addWidget(title_);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    auto* body = new QWidget(scroll);
+    list_ = new QVBoxLayout(body);
+    list_->setContentsMargins(0, 0, 0, 0);
+    list_->addStretch(1);
+    scroll->setWidget(body);
+    outer->addWidget(scroll, 1);
+    RegisterNotification(&CommandPanel::OnSelection, this, NOTIFY_SELECTIONSET_CHANGED);
+}
+
+CommandPanel::~CommandPanel() { UnRegisterNotification(&CommandPanel::OnSelection, this, NOTIFY_SELECTIONSET_CHANGED); }
+
+void CommandPanel::OnSelection(void* param, NotifyInfo*) {
+    Interface* ip = GetCOREInterface();
+    static_cast<CommandPanel*>(param)->ShowNode(ip->GetSelNodeCount() > 0 ? ip->GetSelNode(0) : nullptr);
+}
+
+void CommandPanel::Clear() {
+    for (QWidget* w : frames_) delete w;
+    frames_.clear();
+    rollups_.clear();
+}
+
+void CommandPanel::AddAnimatable(Animatable* anim, const QString& heading) {
+    if (!anim) return;
+    ClassDesc* cd = host::ClassDirectory::Get().FindClass(anim->SuperClassID(), anim->ClassID());
+    auto* cd2 = dynamic_cast<ClassDesc2*>(cd);
+    auto* ref = dynamic_cast<ReferenceMaker*>(anim);
+    bool any = false;
+    for (int i = 0; cd2 && ref && i < anim->NumParamBlocks(); ++i) {
+        IParamBlock2* pb = anim->GetParamBlock(i);
+        if (!pb || !pb->GetDesc()) continue;
+        const int maps = std::max<int>(1, static_cast<int>(pb->GetDesc()->maps.size()));
+        for (int m = 0; m < maps; ++m) {
+            MSTR title;
+            int flags = 0, category = 0;
+            MaxSDK::QMaxParamBlockWidget* w = cd2->CreateQtWidget(*ref, *pb, static_cast<MapID>(m), title, flags, category);
+            if (!w) continue;
+            auto* frame = new Rollup(heading + QStringLiteral(": ") +
+                                                (title.data()[0] ? ToQ(title.data()) : ClassNameOf(anim)),
+                                            w);
+            w->SetParamBlock(ref, pb);
+            list_->insertWidget(list_->count() - 1, frame);
+            frames_.push_back(frame);
+            rollups_.push_back(w);
+            any = true;
+        }
+    }
+    if (!any) {
+        auto* label = new QLabel(heading + QStringLiteral(": ") + ClassNameOf(anim), this);
+        label->setContentsMargins(4, 2, 4, 2);
+        list_->insertWidget(list_->count() - 1, label);
+        frames_.push_back(label);
+    }
+}
+
+void CommandPanel::ShowNode(INode* node) {
+    Clear();
+    node_ = node;
+    if (!node) {
+        title_->setText(QStringLiteral("Nothing selected"));
+        return;
+    }
+    title_->setText(ToQ(node->GetName()));
+    Object* obj = node->GetObjectRef();
+    while (obj && obj->SuperClassID() == GEN_DERIVOB_CLASS_ID) {
+        auto* d = static_cast<IDerivedObject*>(obj);
+        for (int i = 0; i < d->NumModifiers(); ++i) AddAnimatable(d->GetModifier(i), QStringLiteral("Modifier"));
+        obj = d->GetObjRef();
+    }
+    // Base object first, as the stack reads from the bottom in a panel's top.
+    if (obj) {
+        const int modifiers = static_cast<int>(frames_.size());
+        AddAnimatable(obj, QStringLiteral("Object"));
+        // move the object's rollups above the modifiers
+        for (size_t i = modifiers; i < frames_.size(); ++i) {
+            list_->removeWidget(frames_[i]);
+            list_->insertWidget(static_cast<int>(i - modifiers), frames_[i]);
+        }
+    }
+    AddAnimatable(node->GetTMController(), QStringLiteral("Transform"));
+}
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    setObjectName(QStringLiteral("KinetropeHostMainWindow"));
+    setWindowTitle(QStringLiteral("Kinetrope Host"));
+    resize(1280, 800);
+    setDockOptions(QMainWindow::AnimatedDocks | QMainWindow::AllowNestedDocks | QMainWindow::AllowTabbedDocks);
+
+    auto* tools = new MaxSDK::QmaxToolBar(QStringLiteral("MainToolBar"), QStringLiteral("Main Toolbar"), this);
+    for (const char* name : {"Undo", "Redo", "Select", "Move", "Rotate", "Scale", "Link", "Unlink"})
+        tools->addAction(QString::fromLatin1(name));
+    addToolBar(Qt::TopToolBarArea, tools);
+
+    setCentralWidget(new Viewport(this));
+
+    panel_ = new CommandPanel(this);
+    panelDock_ = new QDockWidget(QStringLiteral("Command Panel"), this);
+    panelDock_->setObjectName(QStringLiteral("CommandPanel"));
+    panelDock_->setWidget(panel_);
+    panelDock_->setMinimumWidth(280);
+    addDockWidget(Qt::RightDockWidgetArea, panelDock_);
+
+    auto* timeBar = new QWidget(this);
+    auto* row = new QHBoxLayout(timeBar);
+    row->setContentsMargins(8, 4, 8, 4);
+    slider_ = new QSlider(Qt::Horizontal, timeBar);
+    const Interval range = GetCOREInterface()->GetAnimRange();
+    slider_->setRange(range.Start() / GetTicksPerFrame(), range.End() / GetTicksPerFrame());
+    slider_->setValue(GetCOREInterface()->GetTime() / GetTicksPerFrame());
+    frameLabel_ = new QLabel(timeBar);
+    frameLabel_->setMinimumWidth(90);
+    auto showFrame = [this](int f) {
+        frameLabel_->setText(QStringLiteral("%1 / %2").arg(f).arg(slider_->maximum()));
+    };
+    showFrame(slider_->value());
+    connect(slider_, &QSlider::valueChanged, this, [this, showFrame](int f) {
+        showFrame(f);
+        GetCOREInterface()->SetTime(f * GetTicksPerFrame());
+        centralWidget()->update();
+        for (MaxSDK::QMaxParamBlockWidget* w : panel_->Rollups()) w->UpdateUI(f * GetTicksPerFrame());
+    });
+    row->addWidget(frameLabel_);
+    row->addWidget(slider_, 1);
+    timeDock_ = new QDockWidget(QStringLiteral("Time Slider"), this);
+    timeDock_->setObjectName(QStringLiteral("TimeSlider"));
+    timeDock_->setWidget(timeBar);
+    timeDock_->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    timeDock_->setTitleBarWidget(new QWidget(timeDock_));
+    addDockWidget(Qt::BottomDockWidgetArea, timeDock_);
+
+    statusBar()->showMessage(QStringLiteral("Ready"));
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::ApplyDockProperties(QDockWidget* dock) {
+    if (!dock->isFloating()) return;
+    Qt::WindowFlags flags = dock->windowFlags();
+    const QVariant extra = dock->property("_3dsmax_floating_window_flags");
+    if (extra.isValid()) flags |= Qt::WindowFlags(extra.toInt());
+    if (dock->property("QmaxDockMinMaximizable").toBool())
+        flags |= Qt::WindowMinMaxButtonsHint;
+    if (dock->property("_3dsmax_hide_titlebar_on_floating").toBool()) flags |= Qt::FramelessWindowHint;
+    if (flags != dock->windowFlags()) {
+        dock->setWindowFlags(flags);
+        dock->show();
+    }
+}
+
+bool MainWindow::event(QEvent* e) {
+    if (e->type() == QEvent::ChildAdded) {
+        auto* dock = qobject_cast<QDockWidget*>(static_cast<QChildEvent*>(e)->child());
+        if (dock && !dock->property("_kt_dock_watched").toBool()) {
+            dock->setProperty("_kt_dock_watched", true);
+            connect(dock, &QDockWidget::topLevelChanged, this, [dock](bool) { ApplyDockProperties(dock); });
+        }
+    }
+    return QMainWindow::event(e);
+}
+
+}  // namespace host::ui

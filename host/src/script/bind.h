@@ -6,6 +6,7 @@
 #include "point3.h"
 #include "quat.h"
 #include "runtime.h"
+#include "script/scene_values.h"
 
 class INode;
 class Animatable;
@@ -29,20 +30,6 @@ void Bind(Interpreter& in);
 Value ResolvePath(Interpreter& in, std::string_view path);
 bool ResolveGlobal(Interpreter& in, Name name, Value& out);
 
-// A node as a script value; undefined for null. The value follows the node by handle and
-// reads as deleted once the node has left the scene.
-Value NodeValue(INode* node);
-// The node of a node value, or null (not a node, or deleted).
-INode* ToNode(const Value& v);
-// True for a node value, deleted or not.
-bool IsNodeValue(const Value& v);
-// Any other animatable (controller, object, modifier, parameter block) as a script value.
-Value AnimValue(Animatable* anim);
-// The animatable of a node, animatable or sub-anim value, or null.
-Animatable* ToAnim(const Value& v);
-// The class value of a class descriptor (cached; classes live as long as the process).
-Value ClassValue(ClassDesc* cd);
-
 // Hooks the later bindings fill: properties of an animatable by script name beyond the ones
 // the scene binding knows (parameter blocks, published interfaces). Answer false when unknown.
 struct AnimPropertyHooks {
@@ -55,8 +42,6 @@ void AddAnimPropertyHooks(AnimPropertyHooks hooks);
 void AddGlobalResolver(std::function<bool(Name, Value&)> resolver);
 // A script value as the FPValue nearest to it (ExecuteMAXScriptScript's result).
 FPValue ToFPForResult(const Value& v);
-// The class descriptor of a class value, or null.
-ClassDesc* ToClassDesc(const Value& v);
 
 }  // namespace scene
 

@@ -15,6 +15,7 @@
 // setNumVerts / setNumFaces / NewVert / NewFace / FillInMesh.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "bitarray.h"
@@ -119,6 +120,80 @@ public:
     bool dead = true;
 };
 
+class MNMesh;
+
+// A face of the specified normals: one normal id per corner, and which corners were
+// specified by hand (the others are rebuilt from smoothing groups).
+class MNNormalFace {
+public:
+    void SetDegree(int d) {
+        deg_ = d < 0 ? 0 : d;
+        ids_.assign(static_cast<size_t>(deg_), -1);
+        specified_.assign(static_cast<size_t>(deg_), 0);
+    }
+    int GetDegree() const { return deg_; }
+    // -1 out of range or when unset.
+    int GetNormalID(int corner) const {
+        return corner >= 0 && corner < deg_ ? ids_[static_cast<size_t>(corner)] : -1;
+    }
+    void SetNormalID(int corner, int id) {
+        if (corner >= 0 && corner < deg_) ids_[static_cast<size_t>(corner)] = id;
+    }
+    bool GetSpecified(int corner) const {
+        return corner >= 0 && corner < deg_ && specified_[static_cast<size_t>(corner)] != 0;
+    }
+    void SetSpecified(int corner, bool value = true) {
+        if (corner >= 0 && corner < deg_) specified_[static_cast<size_t>(corner)] = value ? 1 : 0;
+    }
+
+private:
+    int deg_ = 0;
+    std::vector<int> ids_;
+    std::vector<char> specified_;
+};
+
+// Specified (user) normals of an MNMesh: a pool of normals, and per face corner an index into
+// it. Corners set with SetNormalIndex are specified; BuildNormals gives every other corner a
+// normal shared by the faces around its vertex that share a smoothing group (a face without
+// smoothing groups gets its own), and ComputeNormals sets each such normal to the
+// area-weighted mean of those faces' normals. Explicit normals keep their values.
+class MNNormalSpec {
+public:
+    void SetNumFaces(int n);
+    int GetNumFaces() const { return static_cast<int>(faces_.size()); }
+    void SetNumNormals(int n);
+    int GetNumNormals() const { return static_cast<int>(normals_.size()); }
+    // Normal i; i must be in range.
+    Point3& Normal(int i) { return normals_[static_cast<size_t>(i)]; }
+    // Out of range answers null.
+    MNNormalFace* Face(int i) { return i >= 0 && i < GetNumFaces() ? &faces_[static_cast<size_t>(i)] : nullptr; }
+    // Sets the corner's normal index and marks it specified (and the normal explicit);
+    // out-of-range faces, corners or indices are ignored.
+    void SetNormalIndex(int face, int corner, int normalIndex);
+    int GetNormalIndex(int face, int corner) const;
+    // The corner's normal, or zero when it has none.
+    Point3 GetNormal(int face, int corner) const;
+    bool GetNormalExplicit(int i) const {
+        return i >= 0 && i < GetNumNormals() && explicit_[static_cast<size_t>(i)] != 0;
+    }
+    void SetNormalExplicit(int i, bool value = true) {
+        if (i >= 0 && i < GetNumNormals()) explicit_[static_cast<size_t>(i)] = value ? 1 : 0;
+    }
+    // Sizes the faces after the mesh (keeping specified corners of faces whose degree is
+    // unchanged) and assigns the unspecified corners; drops normals nothing uses.
+    void BuildNormals();
+    // Values of the normals that are not explicit.
+    void ComputeNormals();
+    MNMesh* GetParent() const { return parent_; }
+
+private:
+    friend class MNMesh;
+    MNMesh* parent_ = nullptr;
+    std::vector<Point3> normals_;
+    std::vector<char> explicit_;
+    std::vector<MNNormalFace> faces_;
+};
+
 class MNMesh {
 public:
     MNMesh();
@@ -172,6 +247,11 @@ public:
     void InitMap(int mp);
     void ClearMap(int mp);
 
+    // Specified normals: made on demand, null until then.
+    void SpecifyNormals();
+    MNNormalSpec* GetSpecifiedNormals() { return normals_.get(); }
+    void ClearSpecifiedNormals() { normals_.reset(); }
+
     // Conversions. SetFromTri makes one triangle per valid face (degenerate ones are
     // dropped); MakePolyMesh then joins triangles across invisible edges into polygons, so a
     // mesh built of quads with hidden diagonals comes back as quads. A group whose outline is
@@ -191,7 +271,8 @@ public:
     // Removes dead faces (and their map faces); drops the edge list. Answers how many went.
     int CollapseDeadFaces();
 
-    // Scene file chunks (ids 0x2100..0x212F of the caller's chunk list).
+    // Scene file chunks (ids 0x2100..0x213F of the caller's chunk list), specified normals
+    // included.
     IOResult Save(ISave* isave);
     IOResult Load(ILoad* iload);
 
@@ -211,5 +292,6 @@ private:
     std::vector<MNFace> faces_;
     std::vector<MNEdge> edges_;
     std::vector<MNMap> maps_;
+    std::unique_ptr<MNNormalSpec> normals_;
     DWORD flags_ = 0;
 };

@@ -17,6 +17,10 @@ constexpr USHORT kMapChunk = 0x2120;     // container per live channel
 constexpr USHORT kMapIdChunk = 0x2121;
 constexpr USHORT kMapVertsChunk = 0x2122;
 constexpr USHORT kMapFacesChunk = 0x2123;  // flattened: deg, tv...
+constexpr USHORT kNormalsChunk = 0x2130;   // container: the specified normals
+constexpr USHORT kNormalValuesChunk = 0x2131;
+constexpr USHORT kNormalExplicitChunk = 0x2132;
+constexpr USHORT kNormalFacesChunk = 0x2133;  // flattened: deg, then (id, specified) per corner
 
 uint64_t EdgeKey(int a, int b) {
     if (a > b) std::swap(a, b);
@@ -88,6 +92,10 @@ MNMesh::MNMesh() = default;
 MNMesh::MNMesh(const MNMesh& from)
     : selLevel(from.selLevel), verts_(from.verts_), faces_(from.faces_), edges_(from.edges_), maps_(from.maps_),
       flags_(from.flags_) {
+    if (from.normals_) {
+        normals_ = std::make_unique<MNNormalSpec>(*from.normals_);
+        normals_->parent_ = this;
+    }
     Sync();
 }
 
@@ -99,6 +107,11 @@ MNMesh& MNMesh::operator=(const MNMesh& from) {
     maps_ = from.maps_;
     flags_ = from.flags_;
     selLevel = from.selLevel;
+    normals_.reset();
+    if (from.normals_) {
+        normals_ = std::make_unique<MNNormalSpec>(*from.normals_);
+        normals_->parent_ = this;
+    }
     Sync();
     return *this;
 }
@@ -540,6 +553,7 @@ Box3 MNMesh::getBoundingBox(Matrix3* tm, bool targonly) {
 void MNMesh::BBox(Box3& bbox, bool targonly) { bbox = getBoundingBox(nullptr, targonly); }
 
 void MNMesh::ClearAndFree() {
+    normals_.reset();
     verts_.clear();
     faces_.clear();
     edges_.clear();
@@ -595,6 +609,21 @@ IOResult MNMesh::Save(ISave* isave) {
             for (int i = 0; i < face.deg; ++i) mf.push_back(face.tv[static_cast<size_t>(i)]);
         }
         WriteArray(isave, kMapFacesChunk, mf.data(), static_cast<int>(mf.size()));
+        isave->EndChunk();
+    }
+    if (normals_) {
+        isave->BeginChunk(kNormalsChunk);
+        WriteArray(isave, kNormalValuesChunk, normals_->normals_.data(), normals_->GetNumNormals());
+        WriteArray(isave, kNormalExplicitChunk, normals_->explicit_.data(), normals_->GetNumNormals());
+        std::vector<int32_t> nf;
+        for (const MNNormalFace& face : normals_->faces_) {
+            nf.push_back(face.GetDegree());
+            for (int i = 0; i < face.GetDegree(); ++i) {
+                nf.push_back(face.GetNormalID(i));
+                nf.push_back(face.GetSpecified(i) ? 1 : 0);
+            }
+        }
+        WriteArray(isave, kNormalFacesChunk, nf.data(), static_cast<int>(nf.size()));
         isave->EndChunk();
     }
     return IO_OK;
@@ -675,6 +704,45 @@ IOResult MNMesh::Load(ILoad* iload) {
                 }
                 break;
             }
+            case kNormalsChunk: {
+                auto spec = std::make_unique<MNNormalSpec>();
+                spec->parent_ = this;
+                while (ok && iload->OpenChunk() == IO_OK) {
+                    switch (iload->CurChunkID()) {
+                        case kNormalValuesChunk: ok = ReadArray(iload, spec->normals_); break;
+                        case kNormalExplicitChunk: ok = ReadArray(iload, spec->explicit_); break;
+                        case kNormalFacesChunk: {
+                            std::vector<int32_t> flat;
+                            ok = ReadArray(iload, flat);
+                            size_t at = 0;
+                            while (ok && at < flat.size()) {
+                                const int32_t deg = flat[at];
+                                if (deg < 0 || deg > kMaxDeg || (flat.size() - at - 1) / 2 < static_cast<size_t>(deg)) {
+                                    ok = false;
+                                    break;
+                                }
+                                MNNormalFace face;
+                                face.SetDegree(deg);
+                                for (int i = 0; i < deg; ++i) {
+                                    face.SetNormalID(i, flat[at + 1 + 2 * static_cast<size_t>(i)]);
+                                    face.SetSpecified(i, flat[at + 2 + 2 * static_cast<size_t>(i)] != 0);
+                                }
+                                spec->faces_.push_back(std::move(face));
+                                at += 1 + 2 * static_cast<size_t>(deg);
+                            }
+                            break;
+                        }
+                        default: break;
+                    }
+                    iload->CloseChunk();
+                }
+                if (ok && spec->explicit_.size() != spec->normals_.size()) ok = false;
+                for (const MNNormalFace& face : spec->faces_)
+                    for (int i = 0; ok && i < face.GetDegree(); ++i)
+                        if (face.GetNormalID(i) >= spec->GetNumNormals()) ok = false;
+                if (ok) normals_ = std::move(spec);
+                break;
+            }
             default: break;
         }
         iload->CloseChunk();
@@ -686,4 +754,121 @@ IOResult MNMesh::Load(ILoad* iload) {
         if (!m.dead && m.FNum() != numf) return IO_ERROR;
     FillInMesh();
     return IO_OK;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Specified normals
+
+void MNMesh::SpecifyNormals() {
+    if (normals_) return;
+    normals_ = std::make_unique<MNNormalSpec>();
+    normals_->parent_ = this;
+    normals_->SetNumFaces(numf);
+    for (int ff = 0; ff < numf; ++ff) normals_->faces_[static_cast<size_t>(ff)].SetDegree(faces_[static_cast<size_t>(ff)].deg);
+}
+
+void MNNormalSpec::SetNumFaces(int n) { faces_.resize(static_cast<size_t>(std::max(n, 0))); }
+
+void MNNormalSpec::SetNumNormals(int n) {
+    n = std::max(n, 0);
+    normals_.resize(static_cast<size_t>(n));
+    explicit_.resize(static_cast<size_t>(n), 0);
+}
+
+void MNNormalSpec::SetNormalIndex(int face, int corner, int normalIndex) {
+    MNNormalFace* f = Face(face);
+    if (!f || corner < 0 || corner >= f->GetDegree() || normalIndex < 0 || normalIndex >= GetNumNormals()) return;
+    f->SetNormalID(corner, normalIndex);
+    f->SetSpecified(corner, true);
+    SetNormalExplicit(normalIndex, true);
+}
+
+int MNNormalSpec::GetNormalIndex(int face, int corner) const {
+    return face >= 0 && face < GetNumFaces() ? faces_[static_cast<size_t>(face)].GetNormalID(corner) : -1;
+}
+
+Point3 MNNormalSpec::GetNormal(int face, int corner) const {
+    const int id = GetNormalIndex(face, corner);
+    return id >= 0 && id < GetNumNormals() ? normals_[static_cast<size_t>(id)] : Point3();
+}
+
+void MNNormalSpec::BuildNormals() {
+    if (!parent_) return;
+    MNMesh& mm = *parent_;
+    faces_.resize(static_cast<size_t>(mm.numf));
+    for (int ff = 0; ff < mm.numf; ++ff)
+        if (faces_[static_cast<size_t>(ff)].GetDegree() != mm.f[ff].deg) faces_[static_cast<size_t>(ff)].SetDegree(mm.f[ff].deg);
+
+    // Keep the normals specified corners use, renumbered; everything else is rebuilt.
+    std::vector<int> remap(normals_.size(), -1);
+    std::vector<Point3> kept;
+    std::vector<char> keptExplicit;
+    for (MNNormalFace& face : faces_) {
+        for (int c = 0; c < face.GetDegree(); ++c) {
+            const int id = face.GetNormalID(c);
+            if (!face.GetSpecified(c) || id < 0 || id >= GetNumNormals()) {
+                face.SetSpecified(c, false);
+                face.SetNormalID(c, -1);
+                continue;
+            }
+            if (remap[static_cast<size_t>(id)] < 0) {
+                remap[static_cast<size_t>(id)] = static_cast<int>(kept.size());
+                kept.push_back(normals_[static_cast<size_t>(id)]);
+                keptExplicit.push_back(explicit_[static_cast<size_t>(id)]);
+            }
+            face.SetNormalID(c, remap[static_cast<size_t>(id)]);
+        }
+    }
+    normals_ = std::move(kept);
+    explicit_ = std::move(keptExplicit);
+
+    // Unspecified corners around each vertex, grouped by shared smoothing groups.
+    std::vector<std::vector<std::pair<int, int>>> around(static_cast<size_t>(mm.numv));
+    for (int ff = 0; ff < mm.numf; ++ff) {
+        if (!mm.IsFaceValid(ff)) continue;
+        const MNNormalFace& face = faces_[static_cast<size_t>(ff)];
+        for (int c = 0; c < face.GetDegree(); ++c)
+            if (!face.GetSpecified(c)) around[static_cast<size_t>(mm.f[ff].vtx[static_cast<size_t>(c)])].push_back({ff, c});
+    }
+    for (const auto& corners : around) {
+        std::vector<int> group(corners.size(), -1);
+        for (size_t i = 0; i < corners.size(); ++i) {
+            if (group[i] >= 0) continue;
+            const int id = static_cast<int>(normals_.size());
+            normals_.push_back(Point3());
+            explicit_.push_back(0);
+            group[i] = id;
+            DWORD sm = mm.f[corners[i].first].smGroup;
+            if (sm == 0) continue;
+            // Grow the group until no other corner shares a smoothing bit with it.
+            for (bool grew = true; grew;) {
+                grew = false;
+                for (size_t j = i + 1; j < corners.size(); ++j) {
+                    if (group[j] >= 0 || !(mm.f[corners[j].first].smGroup & sm)) continue;
+                    group[j] = id;
+                    sm |= mm.f[corners[j].first].smGroup;
+                    grew = true;
+                }
+            }
+        }
+        for (size_t i = 0; i < corners.size(); ++i)
+            faces_[static_cast<size_t>(corners[i].first)].SetNormalID(corners[i].second, group[i]);
+    }
+}
+
+void MNNormalSpec::ComputeNormals() {
+    if (!parent_) return;
+    MNMesh& mm = *parent_;
+    std::vector<Point3> sum(normals_.size());
+    for (int ff = 0; ff < std::min(mm.numf, GetNumFaces()); ++ff) {
+        if (!mm.IsFaceValid(ff)) continue;
+        const Point3 n = mm.GetFaceNormal(ff, false);  // its length is twice the area
+        const MNNormalFace& face = faces_[static_cast<size_t>(ff)];
+        for (int c = 0; c < face.GetDegree(); ++c) {
+            const int id = face.GetNormalID(c);
+            if (id >= 0 && id < GetNumNormals()) sum[static_cast<size_t>(id)] += n;
+        }
+    }
+    for (size_t i = 0; i < normals_.size(); ++i)
+        if (!explicit_[i]) normals_[i] = sum[i].Normalize();
 }

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "iosave.h"
+
 using namespace objtest;
 
 namespace {
@@ -168,4 +170,64 @@ TEST_F(ObjectsTest, EditableMeshAndPolyPointsAreReadAndSetUndoably) {
     EXPECT_EQ(host::ConvertNodeToMesh(helper, 0), nullptr);
     EXPECT_EQ(helper->GetObjectRef(), before);
     EXPECT_EQ(host::ConvertNodeToPoly(nullptr, 0), nullptr);
+}
+
+TEST_F(ObjectsTest, SpecifiedNormalsFollowSmoothingGroupsAndKeepWhatWasSet) {
+    auto* box = Make<SimpleObject>(GEOMOBJECT_CLASS_ID, BOXOBJ_CLASS_ID);
+    box->GetParamBlock(0)->SetValue(box_height, 0, 25.0f);
+    auto* poly = dynamic_cast<PolyObject*>(box->ConvertToType(0, polyObjectClassID));
+    ASSERT_NE(poly, nullptr);
+    MNMesh& mm = poly->mm;
+    ASSERT_EQ(mm.numf, 6);
+
+    EXPECT_EQ(mm.GetSpecifiedNormals(), nullptr);
+    mm.SpecifyNormals();
+    MNNormalSpec* spec = mm.GetSpecifiedNormals();
+    ASSERT_NE(spec, nullptr);
+    spec->BuildNormals();
+    spec->ComputeNormals();
+    EXPECT_EQ(spec->GetNumNormals(), 24) << "each side its own smoothing group: three normals per corner point";
+    for (int f = 0; f < mm.numf; ++f)
+        for (int c = 0; c < 4; ++c) EXPECT_TRUE(Length(spec->GetNormal(f, c) - mm.GetFaceNormal(f, true)) < 1e-5f);
+
+    // One smoothing group for all: one normal per point, pointing out diagonally.
+    for (int f = 0; f < mm.numf; ++f) mm.F(f)->smGroup = 1;
+    spec->BuildNormals();
+    spec->ComputeNormals();
+    EXPECT_EQ(spec->GetNumNormals(), 8);
+    const int v0 = mm.F(0)->vtx[0];
+    const Point3 out = (mm.P(v0) - Point3(0.0f, 0.0f, 12.5f)).Normalize();
+    EXPECT_TRUE(Length(spec->GetNormal(0, 0) - out) < 1e-4f);
+
+    // A corner set by hand survives rebuilding; bad indices are ignored.
+    spec->SetNumNormals(spec->GetNumNormals() + 1);
+    const int mine = spec->GetNumNormals() - 1;
+    spec->Normal(mine) = Point3(0, 0, 1);
+    spec->SetNormalIndex(2, 1, mine);
+    spec->SetNormalIndex(2, 9, mine);
+    spec->SetNormalIndex(99, 0, mine);
+    spec->SetNormalIndex(2, 0, 999);
+    spec->BuildNormals();
+    spec->ComputeNormals();
+    EXPECT_EQ(spec->GetNormal(2, 1), Point3(0, 0, 1));
+    EXPECT_TRUE(spec->Face(2)->GetSpecified(1));
+    EXPECT_FALSE(spec->Face(2)->GetSpecified(0));
+    EXPECT_EQ(spec->GetNumNormals(), 9);
+
+    // They travel with copies and through files.
+    MNMesh copy = mm;
+    ASSERT_NE(copy.GetSpecifiedNormals(), nullptr);
+    EXPECT_EQ(copy.GetSpecifiedNormals()->GetParent(), &copy);
+    host::ChunkWriter w;
+    poly->Save(&w);
+    auto* back = new PolyObject();
+    host::ChunkReader r(w.Bytes().data(), w.Bytes().size());
+    ASSERT_EQ(back->Load(&r), IO_OK);
+    ASSERT_NE(back->mm.GetSpecifiedNormals(), nullptr);
+    EXPECT_EQ(back->mm.GetSpecifiedNormals()->GetNumNormals(), 9);
+    EXPECT_EQ(back->mm.GetSpecifiedNormals()->GetNormal(2, 1), Point3(0, 0, 1));
+    EXPECT_TRUE(back->mm.GetSpecifiedNormals()->GetNormalExplicit(back->mm.GetSpecifiedNormals()->GetNormalIndex(2, 1)));
+    back->DeleteMe();
+    poly->DeleteMe();
+    box->DeleteMe();
 }

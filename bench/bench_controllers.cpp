@@ -1,0 +1,259 @@
+// Keyframe controller evaluation: a Bezier float track of 1,000 keys read at random times and
+// in playback order, and an Euler XYZ rotation over three keyed axes. Each benchmark also
+// times a reference over the same key data (raw arrays, binary search, Horner cubic) and
+// reports the ratio: controller time / reference time.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <ctime>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "euler.h"
+#include "keyctrl.h"
+#include "stdctrl.h"
+
+namespace {
+
+constexpr int kKeys = 1000;
+constexpr TimeValue kSpacing = 160;
+constexpr TimeValue kEnd = (kKeys - 1) * kSpacing;
+
+// Keeps controllers alive the way a node does.
+class Holder : public ReferenceMaker {
+public:
+    Holder() = default;
+    ~Holder() override { DeleteAllRefsFromMe(); }
+    SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
+    Class_ID ClassID() override { return Class_ID(0xBE4C0001, 0); }
+    int NumRefs() override { return 1; }
+    RefTargetHandle GetReference(int) override { return ref_; }
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override { return REF_SUCCEED; }
+
+protected:
+    void SetReference(int, RefTargetHandle t) override { ref_ = t; }
+
+private:
+    RefTargetHandle ref_ = nullptr;
+};
+
+// A track of kKeys auto-tangent keys with random values.
+Control* MakeTrack(unsigned seed) {
+    Control* c = NewDefaultFloatController();
+    IKeyControl* kc = GetKeyControlInterface(c);
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> val(-10.0f, 10.0f);
+    for (int i = 0; i < kKeys; ++i) {
+        IBezFloatKey k;
+        k.time = i * kSpacing;
+        k.val = val(rng);
+        k.flags = SetOutTanType(SetInTanType(0, BEZKEY_AUTO), BEZKEY_AUTO);
+        kc->AppendKey(&k);
+    }
+    return c;
+}
+
+// The reference: the same curve as raw arrays (times, and per segment the cubic in u).
+struct RawCurve {
+    std::vector<TimeValue> times;
+    std::vector<float> coef;  // 4 per segment
+    int hint = 0;
+
+    explicit RawCurve(Control* c) {
+        IKeyControl* kc = GetKeyControlInterface(c);
+        std::vector<IBezFloatKey> k(size_t(kc->GetNumKeys()));
+        for (int i = 0; i < kc->GetNumKeys(); ++i) kc->GetKey(i, &k[size_t(i)]);
+        for (size_t i = 0; i < k.size(); ++i) times.push_back(k[i].time);
+        for (size_t i = 0; i + 1 < k.size(); ++i) {
+            const float dt = float(k[i + 1].time - k[i].time);
+            const float p0 = k[i].val, p3 = k[i + 1].val;
+            const float p1 = p0 + k[i].outtan * dt / 3.0f, p2 = p3 + k[i + 1].intan * dt / 3.0f;
+            coef.insert(coef.end(), {p0, 3 * (p1 - p0), 3 * (p0 - 2 * p1 + p2), p3 - p0 + 3 * (p1 - p2)});
+        }
+    }
+    float Cubic(int i, TimeValue t) const {
+        const float u = float(t - times[size_t(i)]) / float(times[size_t(i) + 1] - times[size_t(i)]);
+        const float* c = &coef[size_t(i) * 4];
+        return ((c[3] * u + c[2]) * u + c[1]) * u + c[0];
+    }
+    float Search(TimeValue t) const {
+        int i = int(std::upper_bound(times.begin(), times.end(), t) - times.begin()) - 1;
+        return Cubic(std::clamp(i, 0, int(times.size()) - 2), t);
+    }
+    float Playback(TimeValue t) {
+        if (!(times[size_t(hint)] <= t && t < times[size_t(hint) + 1])) {
+            int i = int(std::upper_bound(times.begin(), times.end(), t) - times.begin()) - 1;
+            hint = std::clamp(i, 0, int(times.size()) - 2);
+        }
+        return Cubic(hint, t);
+    }
+};
+
+std::vector<TimeValue> RandomTimes(size_t n) {
+    std::mt19937 rng(7);
+    std::uniform_int_distribution<TimeValue> d(0, kEnd - 1);
+    std::vector<TimeValue> t(n);
+    for (auto& x : t) x = d(rng);
+    return t;
+}
+
+// CPU time of this thread in nanoseconds: the machine may be shared, so both sides of a ratio
+// are measured in CPU time.
+double ThreadNs() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e9 + double(ts.tv_nsec);
+}
+
+// Times `body` over n calls and answers CPU nanoseconds per call.
+template <class F>
+double NsPerCall(size_t n, F&& body) {
+    const double start = ThreadNs();
+    for (size_t i = 0; i < n; ++i) body(i);
+    return (ThreadNs() - start) / double(n);
+}
+
+// Sets the measured loop's CPU time per call, the reference's, and their ratio.
+void SetRatio(benchmark::State& state, double start, double stop, double refNs) {
+    const double ns = (stop - start) / double(state.iterations());
+    state.counters["cpu_ns"] = ns;
+    state.counters["ref_ns"] = refNs;
+    state.counters["ratio"] = refNs > 0.0 ? ns / refNs : 0.0;
+}
+
+// Guards the comparison: the reference must compute the controller's curve.
+void CheckSameCurve(Control* c, const RawCurve& raw) {
+    for (TimeValue t = 0; t < kEnd; t += 997) {
+        float v = 0.0f;
+        Interval iv = FOREVER;
+        c->GetValue(t, &v, iv);
+        if (std::fabs(v - raw.Search(t)) > 1e-3f) {
+            std::fprintf(stderr, "reference differs at %d: %g vs %g\n", t, double(v), double(raw.Search(t)));
+            std::abort();
+        }
+    }
+}
+
+void BM_BezierFloatRandomTime(benchmark::State& state) {
+    Holder h;
+    Control* c = MakeTrack(1);
+    h.ReplaceReference(0, c);
+    RawCurve raw(c);
+    CheckSameCurve(c, raw);
+    const std::vector<TimeValue> times = RandomTimes(4096);
+    size_t i = 0;
+    const double start = ThreadNs();
+    for (auto _ : state) {
+        float v;
+        Interval iv = FOREVER;
+        c->GetValue(times[i++ & 4095], &v, iv);
+        benchmark::DoNotOptimize(v);
+    }
+    const double stop = ThreadNs();
+    float sink = 0.0f;
+    const double ref = NsPerCall(size_t(state.iterations()), [&](size_t k) {
+        sink += raw.Search(times[k & 4095]);
+        benchmark::DoNotOptimize(sink);
+    });
+    SetRatio(state, start, stop, ref);
+}
+BENCHMARK(BM_BezierFloatRandomTime);
+
+void BM_BezierFloatPlayback(benchmark::State& state) {
+    Holder h;
+    Control* c = MakeTrack(2);
+    h.ReplaceReference(0, c);
+    RawCurve raw(c);
+    CheckSameCurve(c, raw);
+    TimeValue t = 0;
+    const double start = ThreadNs();
+    for (auto _ : state) {
+        float v;
+        Interval iv = FOREVER;
+        c->GetValue(t, &v, iv);
+        benchmark::DoNotOptimize(v);
+        t += 16;
+        if (t >= kEnd) t = 0;
+    }
+    const double stop = ThreadNs();
+    float sink = 0.0f;
+    TimeValue rt = 0;
+    const double ref = NsPerCall(size_t(state.iterations()), [&](size_t) {
+        sink += raw.Playback(rt);
+        benchmark::DoNotOptimize(sink);
+        rt += 16;
+        if (rt >= kEnd) rt = 0;
+    });
+    SetRatio(state, start, stop, ref);
+}
+BENCHMARK(BM_BezierFloatPlayback);
+
+void BM_EulerXYZKeyed(benchmark::State& state) {
+    Holder h;
+    Control* e = NewDefaultRotationController();
+    h.ReplaceReference(0, e);
+    e->ReplaceReference(0, MakeTrack(3));
+    e->ReplaceReference(1, MakeTrack(4));
+    e->ReplaceReference(2, MakeTrack(5));
+    RawCurve rx(e->GetXController()), ry(e->GetYController()), rz(e->GetZController());
+    const std::vector<TimeValue> times = RandomTimes(4096);
+    size_t i = 0;
+    const double start = ThreadNs();
+    for (auto _ : state) {
+        Quat q;
+        Interval iv = FOREVER;
+        e->GetValue(times[i++ & 4095], &q, iv);
+        benchmark::DoNotOptimize(q);
+    }
+    // Reference: three raw curves, then the Euler rotation by half-angle products.
+    const double stop = ThreadNs();
+    float sink = 0.0f;
+    const double ref = NsPerCall(size_t(state.iterations()), [&](size_t k) {
+        const TimeValue t = times[k & 4095];
+        float a[3] = {rx.Search(t), ry.Search(t), rz.Search(t)};
+        Quat q;
+        EulerToQuat(a, q, EULERTYPE_XYZ);
+        sink += q.w;
+        benchmark::DoNotOptimize(sink);
+    });
+    SetRatio(state, start, stop, ref);
+}
+BENCHMARK(BM_EulerXYZKeyed);
+
+// The same rotation read frame after frame, as a rig is played.
+void BM_EulerXYZKeyedPlayback(benchmark::State& state) {
+    Holder h;
+    Control* e = NewDefaultRotationController();
+    h.ReplaceReference(0, e);
+    e->ReplaceReference(0, MakeTrack(3));
+    e->ReplaceReference(1, MakeTrack(4));
+    e->ReplaceReference(2, MakeTrack(5));
+    RawCurve rx(e->GetXController()), ry(e->GetYController()), rz(e->GetZController());
+    TimeValue t = 0;
+    const double start = ThreadNs();
+    for (auto _ : state) {
+        Quat q;
+        Interval iv = FOREVER;
+        e->GetValue(t, &q, iv);
+        benchmark::DoNotOptimize(q);
+        t = t + 16 < kEnd ? t + 16 : 0;
+    }
+    const double stop = ThreadNs();
+    float sink = 0.0f;
+    TimeValue rt = 0;
+    const double ref = NsPerCall(size_t(state.iterations()), [&](size_t) {
+        float a[3] = {rx.Playback(rt), ry.Playback(rt), rz.Playback(rt)};
+        Quat q;
+        EulerToQuat(a, q, EULERTYPE_XYZ);
+        sink += q.w;
+        benchmark::DoNotOptimize(sink);
+        rt = rt + 16 < kEnd ? rt + 16 : 0;
+    });
+    SetRatio(state, start, stop, ref);
+}
+BENCHMARK(BM_EulerXYZKeyedPlayback);
+
+}  // namespace

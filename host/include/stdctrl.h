@@ -143,6 +143,44 @@ private:
     std::vector<char> easeOn_, multOn_;
 };
 
+// ---- The keyframe controllers (Bezier, TCB, Linear; GetInterface(I_KEYCONTROL), keyctrl.h).
+//
+// GetValue narrows valid to [t, t] between keys, to (-inf, first] and [last, +inf) outside them
+// under ORT_CONSTANT; without keys the constant value leaves valid alone.
+// SetValue takes absolute values, or relative ones: float, point3 and position add; a rotation
+// delta (an AngAxis) turns first, new = Quat(aa) * old; a scale delta composes. Under animate
+// mode a key at t takes the value, else a key is made at t (Bezier keys with the default tangent
+// types). With animate off: without keys the constant takes the value; a key at t takes it;
+// otherwise every key moves by the difference at t (rotations turn, scale factors are scaled),
+// so the curve keeps its shape. commit 0 starts an interactive change: RestoreValue takes it
+// back, CommitValue (or a later commit 1) keeps it. A locked track ignores sets and key edits.
+// Key calls: an index out of range answers 0, FALSE or -1 and changes nothing; AddNewKey gives the
+// key the track's value at t; MoveKeys and MapKeys let a moved key replace one at its new time;
+// deleting the last key leaves the track constant at the value its first key had. Key selection
+// (SelectKeys) is not an undoable edit; every other edit is, once per controller per hold.
+// Zero quaternions read as the identity; key times at the ends of time never overflow.
+//
+// ---- Compound controllers (Euler XYZ, Position XYZ, Scale XYZ, PRS, lists): sub-anim i is
+// reference i and may be replaced by any controller of its super class (AssignController or
+// ReplaceReference; another super class or a cycle is refused). Their key calls go to the
+// sub-controllers, so they show the union of the sub-controllers' keys.
+//
+// PRS (the default transform controller): local = scale * rotation * position (row vectors, scale
+// first). GetValue multiplies the local transform into the Matrix3 it is given (the parent), for
+// either method. SetValue takes a SetXFormPacket:
+// - XFORM_MOVE: p, a vector in tmAxis space, moves the pivot; the position sub-controller gets it
+//   in the parent's frame, relative.
+// - XFORM_ROTATE: the packet's rotation (aa; q when aa has no axis), its axis carried from tmAxis
+//   into the parent's frame, turns first: the rotation sub-controller gets it relative, so with
+//   identity tmParent and tmAxis the rotation becomes Quat(aa) * old. A mirroring tmAxis reverses
+//   the angle. Without localOrigin the pivot also turns about tmAxis's origin.
+// - XFORM_SCALE: factors p along the axes of tmAxis compose onto the scale; without localOrigin
+//   the pivot also scales away from tmAxis's origin.
+// - XFORM_SET: tmAxis is the wanted world transform; tmAxis * Inverse(tmParent) is decomposed into
+//   position, rotation and stretch (a mirror becomes negative factors), each set absolute.
+// Degenerate matrices go through the general inverse and give finite values; a zero axis does
+// nothing.
+
 // ---- Euler XYZ: three float sub-controllers (X, Y, Z angles in radians, sub-anims 0..2,
 // references 0..2) combined in an Euler order. Any float controller may replace one
 // (ReplaceReference or AssignController); a null one reads 0.

@@ -1,6 +1,8 @@
 // PRS: the default transform controller, a position, a rotation and a scale sub-controller.
 // Local transform = scale * rotation * translation (row vectors: scale first).
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "compound_control.h"
 #include "controllers_internal.h"
@@ -37,28 +39,33 @@ public:
     BOOL SetRotationController(Control* c) override { return AssignController(c, kRot); }
     BOOL SetScaleController(Control* c) override { return AssignController(c, kScale); }
 
-    // val is a Matrix3: relative requests multiply the local transform into it (the parent);
-    // absolute ones answer the local transform itself.
-    void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_RELATIVE) override {
+    // KEYAT_POSITION, KEYAT_ROTATION and KEYAT_SCALE pick sub-controllers; none picks all.
+    BOOL IsKeyAtTime(TimeValue t, DWORD flags) override {
+        for (int i : {kPos, kRot, kScale})
+            if (Picked(i, flags) && Sub(i) && Sub(i)->IsKeyAtTime(t, flags)) return TRUE;
+        return FALSE;
+    }
+    int GetKeyTimes(Tab<TimeValue>& times, Interval range, DWORD flags) override {
+        if (!(flags & (KEYAT_POSITION | KEYAT_ROTATION | KEYAT_SCALE)))
+            return CompoundControl::GetKeyTimes(times, range, flags);
+        Tab<TimeValue> all;
+        for (int i : {kPos, kRot, kScale})
+            if (Picked(i, flags) && Sub(i)) Sub(i)->GetKeyTimes(all, range, 0);
+        std::vector<TimeValue> t(all.begin(), all.end());
+        std::sort(t.begin(), t.end());
+        t.erase(std::unique(t.begin(), t.end()), t.end());
+        for (TimeValue v : t) times.push_back(v);
+        return times.Count();
+    }
+
+    // Transform controllers are always asked relative to a parent, whatever the method says.
+    void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod = CTRL_ABSOLUTE) override {
         Matrix3& m = *static_cast<Matrix3*>(val);
-        if (method == CTRL_ABSOLUTE) m.IdentityMatrix();
         for (int i : {kPos, kRot, kScale})
             if (Control* c = Sub(i)) c->GetValue(t, &m, valid, CTRL_RELATIVE);
     }
 
-    // val is a SetXFormPacket.
-    // XFORM_MOVE: p, a vector in tmAxis space, moves the node (position, relative, in the parent).
-    // XFORM_ROTATE: the packet's rotation (aa, or q when aa has no axis) with its axis carried
-    //   from tmAxis into the parent's frame turns the rotation first: new = delta * old; so with
-    //   identity tmParent and tmAxis the rotation becomes Quat(aa) * old. A mirroring tmAxis
-    //   reverses the angle. Without localOrigin the pivot also turns about tmAxis's origin.
-    // XFORM_SCALE: factors p along the axes of tmAxis, composed onto the scale; without
-    //   localOrigin the pivot also scales away from tmAxis's origin.
-    // XFORM_SET: tmAxis is the wanted world transform: tmAxis * Inverse(tmParent) is decomposed
-    //   into position, rotation and stretch (a mirror becomes negative factors).
-    // Degenerate matrices go through the general inverse and never fail; a zero axis does nothing.
-    void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_RELATIVE) override {
-        (void)method;
+    void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod = CTRL_ABSOLUTE) override {
         if (!val || GetLocked()) return;
         const SetXFormPacket& p = *static_cast<const SetXFormPacket*>(val);
         switch (p.command) {
@@ -86,6 +93,10 @@ public:
     }
 
 private:
+    static bool Picked(int i, DWORD flags) {
+        const DWORD which = flags & (KEYAT_POSITION | KEYAT_ROTATION | KEYAT_SCALE);
+        return !which || (which & (i == kPos ? KEYAT_POSITION : i == kRot ? KEYAT_ROTATION : KEYAT_SCALE));
+    }
     // World position of the pivot for the given parent.
     Point3 PivotWorld(TimeValue t, const Matrix3& parent) {
         Matrix3 m = parent;

@@ -240,6 +240,11 @@ TEST_F(Compound, PRSUnderAnimateKeysItsSubControllersAndUndoes) {
     EXPECT_TRUE(prs->GetPositionController()->IsKeyAtTime(100, 0));
     EXPECT_TRUE(prs->GetRotationController()->IsKeyAtTime(100, 0));
     EXPECT_TRUE(prs->IsKeyAtTime(100, 0));
+    prs->GetScaleController()->DeleteKeys(TRACK_DOALL);
+    EXPECT_TRUE(prs->IsKeyAtTime(100, KEYAT_ROTATION));
+    EXPECT_FALSE(prs->IsKeyAtTime(100, KEYAT_SCALE));
+    Tab<TimeValue> scaleKeys;
+    EXPECT_EQ(prs->GetKeyTimes(scaleKeys, FOREVER, KEYAT_SCALE), 0);
     EXPECT_TRUE(NearMatrix(LocalOf(prs, 100), RotateXMatrix(0.5f) * TransMatrix(Point3(1.0f, 2.0f, 3.0f))));
     theHold.Undo();
     EXPECT_FALSE(prs->IsKeyAtTime(100, 0));

@@ -275,4 +275,13 @@ struct MaxCommand final : Node {
     Value Eval(Exec& x) override;
 };
 
+// macroScript Name category:"…" … ( [on execute do] … ): registers an action that
+// `macros.run category name` runs.
+struct MacroDef final : Node {
+    std::string name;
+    std::vector<KeyArgNode> keys;
+    FunctionDef* execute = nullptr;  // the body, or its `on execute do` handler
+    Value Eval(Exec& x) override;
+};
+
 }  // namespace host::script

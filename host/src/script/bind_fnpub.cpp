@@ -453,10 +453,13 @@ std::vector<FPInterface*> Mixins(Animatable* a) {
 
 // ---- parameter blocks ----
 
+// Parameter blocks are references of their owner, whatever kind of object it is.
 bool FindParam(Animatable* a, Name prop, IParamBlock2*& pb, ParamID& id) {
-    for (int i = 0; i < a->NumParamBlocks(); ++i) {
-        IParamBlock2* b = a->GetParamBlock(i);
-        if (!b) continue;
+    auto* owner = dynamic_cast<ReferenceMaker*>(a);
+    if (!owner) return false;
+    for (int i = 0; i < owner->NumRefs(); ++i) {
+        auto* b = dynamic_cast<IParamBlock2*>(owner->GetReference(i));
+        if (!b || b->GetOwner() != owner) continue;
         for (int k = 0; k < b->NumParams(); ++k) {
             ParamID pid = b->IndextoID(k);
             if (SameScriptName(b->GetParamDef(pid).int_name, prop)) {

@@ -526,6 +526,11 @@ bool AnimGet(Interpreter& in, Animatable* a, Name prop, Value& out) {
         out = ControlValue(c, in.CurrentTime());
         return true;
     }
+    if (prop == n.controller && c) {
+        // a track's controller reads as itself, so `x.controller` works on tracks and controllers alike
+        out = AnimValue(c);
+        return true;
+    }
     if (prop == n.keys) {
         out = KeysOf(a);
         return true;

@@ -592,6 +592,22 @@ Value MaxCommand::Eval(Exec& x) {
     });
 }
 
+Value MacroDef::Eval(Exec& x) {
+    Value fn = execute->Eval(x);
+    std::string category;
+    static const Name kCategory = Name::Intern("category");
+    for (const KeyArgNode& k : keys)
+        if (k.key == kCategory) category = k.value->Eval(x).ToDisplay();
+    x.in.impl().macros[MacroKey(category, name)] = fn;
+    return Value::Ok();
+}
+
+std::string MacroKey(std::string_view category, std::string_view name) {
+    std::string k = std::string(category) + '\x1F' + std::string(name);
+    for (char& c : k) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return k;
+}
+
 // ---- user functions -------------------------------------------------------------------------
 
 bool FunctionValue::Call(Interpreter& in, const CallArgs& args, Value& out) {

@@ -218,6 +218,7 @@ private:
             default: break;
             }
         }
+        if (IsIdent("macroscript") && Ahead().type == Tok::Ident) return ParseMacroScript();
         const Token& start = Cur();
         Node* e = ParseOr();
         Tok op = Cur().type;
@@ -609,6 +610,66 @@ private:
         SkipNewlines();
         n->body = ParseExpr();
         return n;
+    }
+
+    // The body runs as a function without parameters: its `on execute do` handler when it has
+    // one, the whole body otherwise. Other handlers (isEnabled, isChecked) are accepted and ignored.
+    Node* ParseMacroScript() {
+        const Token& at = Take();
+        auto* m = Make<MacroDef>(at);
+        m->name = Take().text;
+        while (Is(Tok::KeyArg)) {
+            const Token& k = Take();
+            m->keys.push_back({Intern(k.text), ParseArgument()});
+        }
+        SkipNewlines();
+        auto proto = std::make_unique<FunctionProto>();
+        proto->name = m->name;
+        FunctionProto* fp = proto.get();
+        unit_.functions.push_back(std::move(proto));
+        FnScope scope;
+        scope.parent = fn_;
+        scope.hasReturn = &fp->hasReturn;
+        scope.blocks.push_back({{}, true});
+        fn_ = &scope;
+        const Token& open = Cur();
+        Expect(Tok::LParen, "(");
+        std::vector<Node*> body;
+        Node* execute = nullptr;
+        while (true) {
+            SkipSeparators();
+            if (Is(Tok::RParen)) {
+                Take();
+                break;
+            }
+            if (Is(Tok::End)) Fail(Cur(), ")");
+            if (IsKw(Kw::On) && Ahead().type == Tok::Ident &&
+                (Ahead(2).type == Tok::Keyword && (Ahead(2).kw == Kw::Do || Ahead(2).kw == Kw::Return))) {
+                Take();
+                bool isExecute = EqualsLower(Take().text, "execute");
+                Take();
+                SkipNewlines();
+                Node* h = ParseExpr();
+                if (isExecute) execute = h;
+            } else {
+                body.push_back(ParseExpr());
+            }
+            EndStatement(Tok::RParen);
+        }
+        if (execute) {
+            fp->body = execute;
+        } else {
+            auto* b = Make<Block>(open);
+            b->body = std::move(body);
+            fp->body = b;
+        }
+        fp->slots = scope.slots;
+        fn_ = scope.parent;
+        auto* def = Make<FunctionDef>(at);
+        def->unit = &unit_;
+        def->proto = fp;
+        m->execute = def;
+        return m;
     }
 
     Node* ParseMax() {

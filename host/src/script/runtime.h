@@ -100,6 +100,8 @@ struct Interpreter::Impl {
     PromptProvider* prompts = nullptr;
     std::unique_ptr<PromptProvider> headless;
     std::mt19937 rng{12345};
+    // macroScript definitions by category and name (see MacroKey).
+    std::unordered_map<std::string, Value> macros;
 
     GlobalCell* Find(Name n) {
         auto it = globals.find(n.Id());
@@ -129,6 +131,9 @@ struct Interpreter::Impl {
     }
 };
 
+// The key of a macro: category and name, ignoring case.
+std::string MacroKey(std::string_view category, std::string_view name);
+
 // Parses a whole text; throws SyntaxError. Globals first named by the text go to the pending table.
 Ref<ScriptUnit> Parse(Interpreter& in, std::string_view text, std::string sourceName);
 
@@ -152,6 +157,29 @@ void SetIndexed(Interpreter& in, Value& target, const Value& index, const Value&
 std::vector<Value> Items(Interpreter& in, const Value& coll);
 // Time of a number or time value: numbers are frames.
 int32_t TimeOf(const Value& v);
+
+// A global that groups functions: `maxOps.getNodeByHandle h`, `macros.run c n`.
+class NamespaceObj final : public ScriptObject {
+public:
+    explicit NamespaceObj(std::string name) : name_(std::move(name)) {}
+    void Add(std::string_view member, PrimitiveFn fn) {
+        members_.push_back({Name::Intern(member), Value::Object(new Primitive(std::string(member), std::move(fn)))});
+    }
+    ScriptClass* Class() const override { return classes::ValueClass(); }
+    void Print(std::string& out) const override { out += "<" + name_ + ">"; }
+    bool GetProperty(Interpreter&, Name prop, Value& out) override {
+        for (const auto& [n, v] : members_)
+            if (n == prop) {
+                out = v;
+                return true;
+            }
+        return false;
+    }
+
+private:
+    std::string name_;
+    std::vector<std::pair<Name, Value>> members_;
+};
 
 // Built-in registration, one per topic.
 void RegisterCoreBuiltins(Interpreter& in);

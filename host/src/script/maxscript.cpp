@@ -1,7 +1,5 @@
 #include "maxscript.h"
 
-#include "ifnpub.h"
-
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -81,22 +79,6 @@ BOOL ExecuteMAXScriptScript(const MCHAR* text, BOOL quietErrors, FPValue* result
     opt.quiet = quietErrors != FALSE;
     hs::RunResult r = hs::Interpreter::Global().Run(host::ToUtf8(text ? text : L""), opt);
     if (result && hs::g_fillFPValue) hs::g_fillFPValue(r.ok ? r.value : hs::Value(), result);
-    if (result) {
-        // Callers read settings and flags back: strings, numbers and booleans come through.
-        const host::script::Value& v = r.value;
-        if (!r.ok || v.IsUndefined())
-            *result = FPValue();
-        else if (v.IsString() || v.IsName())
-            *result = FPValue(TYPE_STRING, host::FromUtf8(v.ToStr()).c_str());
-        else if (v.IsInt())
-            *result = FPValue(TYPE_INT, v.RawInt());
-        else if (v.IsFloat())
-            *result = FPValue(TYPE_FLOAT, v.RawFloat());
-        else if (v.IsBool())
-            *result = FPValue(TYPE_bool, v.RawBool());
-        else
-            *result = FPValue(TYPE_STRING, host::FromUtf8(v.ToDisplay()).c_str());
-    }
     return r.ok ? TRUE : FALSE;
 }
 

@@ -6,6 +6,7 @@
 
 #include "ifnpub.h"
 #include "iparamb2.h"
+#include "maxscript.h"
 #include "script/scene_values.h"
 #include "script_test_util.h"
 
@@ -231,4 +232,27 @@ TEST(ScriptFunctionPublishing, CoreInterfacesAreGlobalsByName) {
     ASSERT_TRUE(r.ok) << r.error;
     EXPECT_EQ(r.value.Print(), "#(8, 0.75)");
     EXPECT_FLOAT_EQ(Probe().level, 0.75f);
+}
+
+TEST(ScriptFunctionPublishing, ExecuteHandsTheLastValueBackAsAnFPValue) {
+    host::ListenerCapture listener;
+    FPValue v;
+    ASSERT_EQ(ExecuteMAXScriptScript(L"GetINISetting \"/nonexistent/x.ini\" \"S\" \"k\" + \"42\"", TRUE, &v), TRUE);
+    ASSERT_EQ(base_type(v.type), TYPE_STRING);
+    EXPECT_EQ(std::wstring(v.s), L"42");
+    ASSERT_EQ(ExecuteMAXScriptScript(L"[1,2,3] * 2", TRUE, &v), TRUE);
+    ASSERT_EQ(base_type(v.type), TYPE_POINT3);
+    EXPECT_EQ(*v.p, Point3(2, 4, 6));
+    ASSERT_EQ(ExecuteMAXScriptScript(L"2.5", TRUE, &v), TRUE);
+    EXPECT_EQ(base_type(v.type), TYPE_FLOAT);
+    EXPECT_FLOAT_EQ(v.f, 2.5f);
+    ASSERT_EQ(ExecuteMAXScriptScript(L"7", TRUE, &v), TRUE);
+    EXPECT_EQ(base_type(v.type), TYPE_INT);
+    EXPECT_EQ(v.i, 7);
+    ASSERT_EQ(ExecuteMAXScriptScript(L"undefined", TRUE, &v), TRUE);
+    EXPECT_TRUE(v.IsVoid());
+    // on error the result is void, not the last value that ran
+    EXPECT_EQ(ExecuteMAXScriptScript(L"5\nundefined.x", TRUE, &v), FALSE);
+    EXPECT_TRUE(v.IsVoid());
+    EXPECT_EQ(listener.Text(), "");
 }

@@ -107,8 +107,9 @@ const MCHAR* GetString(int id) {
     auto it = std::lower_bound(entries.begin(), entries.end(), id,
                                [](const StringEntry& e, int key) { return e.id < key; });
     if (it == entries.end() || it->id != id) return nullptr;
-    std::wcsncpy(gBuffer, it->text, kStringBufferSize - 1);
-    gBuffer[kStringBufferSize - 1] = L'\0';
+    const size_t length = std::min(std::wcslen(it->text), static_cast<size_t>(kStringBufferSize - 1));
+    std::wmemcpy(gBuffer, it->text, length);
+    gBuffer[length] = L'\0';
     return gBuffer;
 }
 

@@ -13,6 +13,7 @@
 #include "iplugin.h"
 #include "maxapi.h"
 #include "scenefile.h"
+#include "solvers/ikfk_demo.h"
 #include "subcommand.h"
 
 namespace kt::cli {
@@ -151,6 +152,14 @@ void WatchWithMsgChecker(const GlobalOptions& options) {
     checker->DeleteMe();
 }
 
+// The host runs for the life of one of these, however the demo ends.
+struct HostRun {
+    HostRun() { host::StartHost(); }
+    ~HostRun() { host::StopHost(); }
+    HostRun(const HostRun&) = delete;
+    HostRun& operator=(const HostRun&) = delete;
+};
+
 int Run(const std::vector<std::string>& args, const GlobalOptions& options);
 
 const Subcommand kCommand{"demo", "build, save and reload a small scene through the plug-in host", kUsage, Run};
@@ -181,11 +190,10 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     const std::string file = (fs::path(out) / "demo.kts").string();
 
     Progress(options, "Starting the host, plug-ins from " + host::DefaultPluginFolder());
-    host::StartHost();
+    HostRun hostRun;
     if (!KinetropeLoaded()) {
         std::fprintf(stderr, "kinetrope demo: Kinetrope.dlc was not loaded from %s\n",
                      host::DefaultPluginFolder().c_str());
-        host::StopHost();
         return kExitFailure;
     }
 
@@ -195,7 +203,6 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     Print("Built scene, world transforms at frame 0:", built);
     if (PlacementError(built) > kTolerance) {
         std::fprintf(stderr, "kinetrope demo: the built nodes do not stand where they were placed\n");
-        host::StopHost();
         return kExitFailure;
     }
 
@@ -203,14 +210,12 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     std::wstring error;
     if (!host::SaveScene(host::FromUtf8(file).c_str(), &error)) {
         std::fprintf(stderr, "kinetrope demo: saving %s failed: %s\n", file.c_str(), Utf8(error).c_str());
-        host::StopHost();
         return kExitFailure;
     }
     host::ResetScene();
     Progress(options, "Loading " + file);
     if (!host::LoadScene(host::FromUtf8(file).c_str(), &error)) {
         std::fprintf(stderr, "kinetrope demo: loading %s failed: %s\n", file.c_str(), Utf8(error).c_str());
-        host::StopHost();
         return kExitFailure;
     }
     const std::vector<Snapshot> loaded = Capture();
@@ -226,8 +231,16 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
 
     WatchWithMsgChecker(options);
     std::printf("Scene file: %s\n", file.c_str());
-    host::StopHost();
-    return same ? kExitOk : kExitFailure;
+
+    // The limb: FK -> IK -> FK on a three-joint arm, run inside the plug-in.
+    Progress(options, "Switching an arm between FK and IK");
+    host::ResetScene();
+    bool limbOk = false;
+    auto* chain = static_cast<Animatable*>(CreateInstance(CTRL_MATRIX3_CLASS_ID, Class_ID(0x45596D56, 0x1E847B60)));
+    if (auto* demo = chain ? static_cast<kt::IIKFKDemo*>(chain->GetInterface(kt::I_IKFKDEMO)) : nullptr)
+        limbOk = demo->RunLimbDemo(stdout);
+    if (chain) chain->DeleteThis();
+    return same && limbOk ? kExitOk : kExitFailure;
 }
 
 }  // namespace

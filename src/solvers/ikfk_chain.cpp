@@ -238,7 +238,6 @@ BaseInterface* IKFKChain::GetInterface(Interface_ID id) {
     return Control::GetInterface(id);
 }
 
-void* IKFKChain::GetInterface(ULONG id) { return Control::GetInterface(id); }
 
 IOResult IKFKChain::Load(ILoad* iload) {
     weakDirty_ = true;

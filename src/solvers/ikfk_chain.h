@@ -106,6 +106,7 @@ public:
                                BOOL propagate) override;
     ReferenceTarget* Clone(RemapDir& remap) override;
     BaseInterface* GetInterface(Interface_ID id) override;
+    // Also answers I_IKFKDEMO (ikfk_demo.h).
     void* GetInterface(ULONG id) override;
     IOResult Load(ILoad* iload) override;
 

@@ -70,7 +70,10 @@ RefTargetHandle IKFKControl::GetReference(int i) {
 
 void IKFKControl::SetReference(int i, RefTargetHandle rtarg) {
     switch (i) {
-        case kPBlockRef: pblock = static_cast<IParamBlock2*>(rtarg); break;
+        case kPBlockRef:
+            pblock = static_cast<IParamBlock2*>(rtarg);
+            blockRead_ = false;
+            break;
         case kPrefRef: pref_ = static_cast<Control*>(rtarg); break;
         case kMainRef: main_ = static_cast<Control*>(rtarg); break;
         case kLinkRef: link_ = static_cast<Control*>(rtarg); break;
@@ -102,15 +105,31 @@ BOOL IKFKControl::AssignController(Animatable* control, int subAnim) {
     return TRUE;
 }
 
+void IKFKControl::ReadBlock() {
+    chainNode_ = pblock ? pblock->GetINode(pb_ikfkchain_node) : nullptr;
+    type_ = pblock ? pblock->GetInt(pb_type) : 0;
+    index_ = pblock ? pblock->GetInt(pb_index) : 0;
+    blockRead_ = true;
+}
+
 IKFKChain* IKFKControl::GetChain() {
     INode* n = GetChainNode();
     Control* c = n ? n->GetTMController() : nullptr;
     return c && c->ClassID() == IKFKCHAIN_CLASS_ID ? static_cast<IKFKChain*>(c) : nullptr;
 }
 
-INode* IKFKControl::GetChainNode() { return pblock ? pblock->GetINode(pb_ikfkchain_node) : nullptr; }
-int IKFKControl::GetType() { return pblock ? pblock->GetInt(pb_type) : 0; }
-int IKFKControl::GetIndex() { return pblock ? pblock->GetInt(pb_index) : 0; }
+INode* IKFKControl::GetChainNode() {
+    if (!blockRead_) ReadBlock();
+    return chainNode_;
+}
+int IKFKControl::GetType() {
+    if (!blockRead_) ReadBlock();
+    return type_;
+}
+int IKFKControl::GetIndex() {
+    if (!blockRead_) ReadBlock();
+    return index_;
+}
 
 void IKFKControl::SetChain(INode* chainNode, int type, int index) {
     if (!pblock) return;
@@ -125,6 +144,7 @@ RefResult IKFKControl::NotifyRefChanged(const Interval& changeInt, RefTargetHand
     (void)partID;
     (void)propagate;
     if (hTarget == pblock) {
+        blockRead_ = false;
         // From the block: the chain node changed. A joint follows every change of the chain;
         // goal, goal parent and target only the chain's own (display) state.
         IKFKChain* chain = GetChain();

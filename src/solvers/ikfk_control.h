@@ -91,6 +91,13 @@ protected:
     void SetReference(int i, RefTargetHandle rtarg) override;
 
 private:
+    // The block's three values, read once per change of the block: the joint query is a
+    // hot path and a block read is not cheap.
+    void ReadBlock();
+    INode* chainNode_ = nullptr;
+    int type_ = 0;
+    int index_ = 0;
+    bool blockRead_ = false;
     Control* pref_ = nullptr;
     Control* main_ = nullptr;
     Control* link_ = nullptr;

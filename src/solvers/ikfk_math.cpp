@@ -5,6 +5,40 @@
 
 namespace kt {
 
+namespace {
+
+// Unit vector in float; zero stays zero (as the host's Normalize).
+inline Point3 Unit(const Point3& p) {
+    float l2 = p.LengthSquared();
+    if (!(l2 > 0.0f)) return Point3();
+    return p * (1.0f / std::sqrt(l2));
+}
+
+// The quaternion of a matrix whose rows are perpendicular: rows normalized, then the inverse
+// of Quat::MakeMatrix (same handedness, w >= 0).
+Quat QuatFromRows(const Matrix3& m) {
+    Point3 r0 = Unit(m[0]), r1 = Unit(m[1]), r2 = Unit(m[2]);
+    float tr = r0.x + r1.y + r2.z;
+    Quat q;
+    if (tr > 0.0f) {
+        float s = std::sqrt(tr + 1.0f) * 2.0f;
+        q = Quat((r2.y - r1.z) / s, (r0.z - r2.x) / s, (r1.x - r0.y) / s, 0.25f * s);
+    } else if (r0.x > r1.y && r0.x > r2.z) {
+        float s = std::sqrt(1.0f + r0.x - r1.y - r2.z) * 2.0f;
+        q = Quat(0.25f * s, (r0.y + r1.x) / s, (r0.z + r2.x) / s, (r2.y - r1.z) / s);
+    } else if (r1.y > r2.z) {
+        float s = std::sqrt(1.0f + r1.y - r0.x - r2.z) * 2.0f;
+        q = Quat((r0.y + r1.x) / s, 0.25f * s, (r1.z + r2.y) / s, (r0.z - r2.x) / s);
+    } else {
+        float s = std::sqrt(1.0f + r2.z - r0.x - r1.y) * 2.0f;
+        q = Quat((r0.z + r2.x) / s, (r1.z + r2.y) / s, 0.25f * s, (r1.x - r0.y) / s);
+    }
+    if (q.w < 0.0f) q = -q;
+    return q;
+}
+
+}  // namespace
+
 // The angle of the clamped cosine, taken through atan2 of sine and cosine: the same value,
 // without acos's loss of precision near 0 and pi, where nearly straight limbs live.
 float AngleBetween(const Point3& a, const Point3& b) {
@@ -16,17 +50,17 @@ float AngleBetween(const Point3& a, const Point3& b) {
 Quat QuatFromX(const Point3& v) {
     float len = v.Length();
     float angle = len < 0.01f ? 0.0f : std::atan2(std::sqrt(v.y * v.y + v.z * v.z), v.x);
-    return Quat(AngAxis(Point3(0.0f, v.z, -v.y).Normalize(), angle));
+    return Quat(AngAxis(Unit(Point3(0.0f, v.z, -v.y)), angle));
 }
 
 Quat QuatArc(const Point3& a, const Point3& b) {
-    return Quat(AngAxis((b ^ a).Normalize(), AngleBetween(a, b)));
+    return Quat(AngAxis(Unit(b ^ a), AngleBetween(a, b)));
 }
 
 Matrix3 FrameFromPoints(const Point3& origin, const Point3& p, const Point3& q) {
-    Point3 r0 = (p - origin).Normalize();
-    Point3 r2 = (r0 ^ (q - origin).Normalize()).Normalize();
-    Point3 r1 = (r2 ^ r0).Normalize();
+    Point3 r0 = Unit(p - origin);
+    Point3 r2 = Unit(r0 ^ Unit(q - origin));
+    Point3 r1 = Unit(r2 ^ r0);
     return Matrix3(r0, r1, r2, origin);
 }
 
@@ -42,8 +76,8 @@ Quat OrthoQuat(const Matrix3& m) {
     constexpr float kTol = 1e-5f;
     float ab = a % b, bc = b % c, ca = c % a;
     if (la > 0.0f && lb > 0.0f && lc > 0.0f && ab * ab <= kTol * kTol * la * lb && bc * bc <= kTol * kTol * lb * lc &&
-        ca * ca <= kTol * kTol * lc * la)
-        return Quat(m);
+        ca * ca <= kTol * kTol * lc * la && !m.Parity())
+        return QuatFromRows(m);
     Matrix3 o = m;
     o.Orthogonalize();
     return Quat(o);

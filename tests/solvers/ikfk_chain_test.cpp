@@ -2,7 +2,9 @@
 
 #include "chain_scene.h"
 #include "math_matchers.h"
+#include "solvers/ikfk_display_mod.h"
 #include "solvers/ikfk_link.h"
+#include "triobj.h"
 
 using namespace kt;
 using namespace kttest;
@@ -316,4 +318,39 @@ TEST_F(ChainSceneTest, LinkSwitchesKeepTheWorldPlace) {
     EXPECT_EQ(link->GetNumTargets(), 3);
     EXPECT_EQ(link->GetNode(0), a);
     EXPECT_FALSE(link->CanPick(s.goal));
+}
+
+TEST_F(ChainSceneTest, WithoutItsChainANodeFollowsItsMainController) {
+    ChainScene s = ChainScene::Make(3, ParentCases()[1].tm, false);
+    const std::vector<Matrix3> fk = s.Pose();
+    s.chain->pblock->SetValue(IKFKChain::pb_ikfk_blend, 0, 1.0f);
+    ASSERT_GT(PoseDiff(s.Pose(), fk), 0.1f);
+    GetCOREInterface()->DeleteNode(s.chainNode);
+    auto* c = static_cast<IKFKControl*>(s.joints[1]->GetTMController());
+    EXPECT_EQ(c->GetChain(), nullptr);
+    EXPECT_LT(PoseDiff(s.Pose(), fk), 1e-4f) << "the FK controllers stand alone again";
+}
+
+TEST_F(ChainSceneTest, DisplayModShrinksControlsThatAreNotLive) {
+    ChainScene s = ChainScene::Make(3, Matrix3(), false);
+    s.chain->pblock->SetValue(IKFKChain::pb_ikfk_blend, 0, 0.25f);
+    Interval iv = FOREVER;
+    EXPECT_FLOAT_EQ(IKFKDisplayMod::BlendView(s.joints[0], 0, iv), 0.75f);
+    EXPECT_FLOAT_EQ(IKFKDisplayMod::BlendView(s.goal, 0, iv), 0.25f);
+    EXPECT_FLOAT_EQ(IKFKDisplayMod::BlendView(s.parent, 0, iv), 0.5f) << "no IKFKControl";
+    s.chain->pblock->SetValue(IKFKChain::pb_auto_ikfk_match, 0, TRUE);
+    EXPECT_FLOAT_EQ(IKFKDisplayMod::BlendView(s.goal, 0, iv), 1.0f);
+    s.chain->pblock->SetValue(IKFKChain::pb_auto_ikfk_match, 0, FALSE);
+
+    TriObject* tri = CreateNewTriObject();
+    tri->GetMesh().setNumVerts(2);
+    tri->SetPoint(0, Point3(0.0f, 0.0f, 0.0f));
+    tri->SetPoint(1, Point3(4.0f, 2.0f, 2.0f));
+    ObjectState os(tri);
+    ModContext mc;
+    IKFKDisplayMod mod;
+    mod.ModifyObject(0, mc, &os, s.goal);
+    EXPECT_THAT(tri->GetPoint(0), NearPoint3(Point3(1.5f, 0.75f, 0.75f), 1e-6f));
+    EXPECT_THAT(tri->GetPoint(1), NearPoint3(Point3(2.5f, 1.25f, 1.25f), 1e-6f));
+    tri->DeleteThis();
 }

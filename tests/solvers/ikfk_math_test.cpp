@@ -47,6 +47,17 @@ TEST(IKFKMath, FramesAreRightHandedWithTheThirdPointOnPositiveY) {
     EXPECT_FALSE(std::isnan(d[1].x));
 }
 
+TEST(IKFKMath, OrthoQuatAgreesWithTheHostOnEveryRotation) {
+    // Every branch of the conversion: small and half turns about each axis and mixed ones.
+    for (float x = -3.1f; x <= 3.1f; x += 0.39f)
+        for (float y = -1.5f; y <= 1.5f; y += 0.37f)
+            for (float z = -3.1f; z <= 3.1f; z += 0.41f) {
+                Matrix3 m = RotateXMatrix(x) * RotateYMatrix(y) * RotateZMatrix(z);
+                m.SetTrans(Point3(1.0f, 2.0f, 3.0f));
+                EXPECT_THAT(OrthoQuat(m), kttest::NearQuat(Quat(m), 2e-6f)) << x << " " << y << " " << z;
+            }
+}
+
 TEST(IKFKMath, OrthoQuatIgnoresScaleAndShear) {
     Quat q = Quat(RotateYMatrix(0.8f) * RotateZMatrix(-0.4f));
     Matrix3 scaled = ScaleMatrix(Point3(2.0f, 0.5f, 3.0f)) * RotMatrix(q);

@@ -152,6 +152,14 @@ void WatchWithMsgChecker(const GlobalOptions& options) {
     checker->DeleteMe();
 }
 
+// The host runs for the life of one of these, however the demo ends.
+struct HostRun {
+    HostRun() { host::StartHost(); }
+    ~HostRun() { host::StopHost(); }
+    HostRun(const HostRun&) = delete;
+    HostRun& operator=(const HostRun&) = delete;
+};
+
 int Run(const std::vector<std::string>& args, const GlobalOptions& options);
 
 const Subcommand kCommand{"demo", "build, save and reload a small scene through the plug-in host", kUsage, Run};
@@ -182,11 +190,10 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     const std::string file = (fs::path(out) / "demo.kts").string();
 
     Progress(options, "Starting the host, plug-ins from " + host::DefaultPluginFolder());
-    host::StartHost();
+    HostRun hostRun;
     if (!KinetropeLoaded()) {
         std::fprintf(stderr, "kinetrope demo: Kinetrope.dlc was not loaded from %s\n",
                      host::DefaultPluginFolder().c_str());
-        host::StopHost();
         return kExitFailure;
     }
 
@@ -196,7 +203,6 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     Print("Built scene, world transforms at frame 0:", built);
     if (PlacementError(built) > kTolerance) {
         std::fprintf(stderr, "kinetrope demo: the built nodes do not stand where they were placed\n");
-        host::StopHost();
         return kExitFailure;
     }
 
@@ -204,14 +210,12 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     std::wstring error;
     if (!host::SaveScene(host::FromUtf8(file).c_str(), &error)) {
         std::fprintf(stderr, "kinetrope demo: saving %s failed: %s\n", file.c_str(), Utf8(error).c_str());
-        host::StopHost();
         return kExitFailure;
     }
     host::ResetScene();
     Progress(options, "Loading " + file);
     if (!host::LoadScene(host::FromUtf8(file).c_str(), &error)) {
         std::fprintf(stderr, "kinetrope demo: loading %s failed: %s\n", file.c_str(), Utf8(error).c_str());
-        host::StopHost();
         return kExitFailure;
     }
     const std::vector<Snapshot> loaded = Capture();
@@ -236,7 +240,6 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     if (auto* demo = chain ? static_cast<kt::IIKFKDemo*>(chain->GetInterface(kt::I_IKFKDEMO)) : nullptr)
         limbOk = demo->RunLimbDemo(stdout);
     if (chain) chain->DeleteThis();
-    host::StopHost();
     return same && limbOk ? kExitOk : kExitFailure;
 }
 

@@ -38,6 +38,12 @@ struct AnimPropertyHooks {
     std::function<bool(Interpreter&, Animatable*, Name, const CallArgs&, Value&)> call;
 };
 void AddAnimPropertyHooks(AnimPropertyHooks hooks);
+// Members of class values (`ClassName.fn args`): the static interfaces of a class.
+struct ClassMemberHooks {
+    std::function<bool(Interpreter&, ClassDesc*, Name, Value&)> get;
+    std::function<bool(Interpreter&, ClassDesc*, Name, const CallArgs&, Value&)> call;
+};
+void AddClassMemberHooks(ClassMemberHooks hooks);
 // Names the later bindings make global (core interfaces); tried after the class directory.
 void AddGlobalResolver(std::function<bool(Name, Value&)> resolver);
 // A script value as the FPValue nearest to it (ExecuteMAXScriptScript's result).

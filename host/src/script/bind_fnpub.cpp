@@ -554,6 +554,37 @@ bool HookCall(Interpreter& in, Animatable* a, Name m, const CallArgs& args, Valu
     return false;
 }
 
+// Static interfaces of a class: their descriptions dispatch themselves.
+std::vector<FPInterface*> Statics(ClassDesc* cd) {
+    std::vector<FPInterface*> out;
+    for (int i = 0; i < cd->NumInterfaces(); ++i) {
+        FPInterface* fpi = cd->GetInterfaceAt(i);
+        FPInterfaceDesc* d = fpi ? fpi->GetDesc() : nullptr;
+        if (d && (d->flags & FP_STATIC) && !(d->flags & FP_MIXIN)) out.push_back(fpi);
+    }
+    return out;
+}
+
+bool ClassGet(Interpreter& in, ClassDesc* cd, Name prop, Value& out) {
+    for (FPInterface* fpi : Statics(cd)) {
+        if (GetFPProperty(in, fpi, prop, out)) return true;
+        if (FPFunctionDef* fd = FindFunction(fpi, prop)) {
+            out = Value::Object(new BoundFunction(fpi, fd));
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ClassCall(Interpreter& in, ClassDesc* cd, Name m, const CallArgs& args, Value& out) {
+    for (FPInterface* fpi : Statics(cd))
+        if (FPFunctionDef* fd = FindFunction(fpi, m)) {
+            out = CallFunction(in, fpi, *fd, args);
+            return true;
+        }
+    return false;
+}
+
 bool ResolveInterface(Name name, Value& out) {
     FPInterface* fpi = host::FindCoreInterface(Wide(name.Str()).c_str());
     if (!fpi) return false;
@@ -563,6 +594,7 @@ bool ResolveInterface(Name name, Value& out) {
 
 const bool registered = [] {
     AddAnimPropertyHooks({&HookGet, &HookSet, &HookCall});
+    AddClassMemberHooks({&ClassGet, &ClassCall});
     AddGlobalResolver(&ResolveInterface);
     return true;
 }();

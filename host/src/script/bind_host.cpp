@@ -129,6 +129,20 @@ void Bind(Interpreter& in) {
             else AnimateOff();
         });
 
+    in.RegisterPrimitive("getDir", [](Interpreter&, const CallArgs& a) {
+        CheckArgCount("getDir", a, 1);
+        static const std::pair<const char*, int> kDirs[] = {
+            {"scene", APP_SCENE_DIR},   {"import", APP_IMPORT_DIR},     {"export", APP_EXPORT_DIR},
+            {"preview", APP_PREVIEW_DIR}, {"image", APP_IMAGE_DIR},     {"plugcfg", APP_PLUGCFG_DIR},
+            {"maxstart", APP_MAXSTART_DIR}, {"autoback", APP_AUTOBACK_DIR}, {"scripts", APP_SCRIPTS_DIR},
+            {"startupScripts", APP_STARTUPSCRIPTS_DIR}, {"ui", APP_UI_DIR}, {"maxroot", APP_MAXROOT_DIR},
+            {"temp", APP_TEMP_DIR}};
+        Name n = a[0].ToName();
+        for (const auto& [name, id] : kDirs)
+            if (Name::Intern(name) == n) return Value::String(host::ToUtf8(GetCOREInterface()->GetDir(id)));
+        throw RuntimeError("getDir: unknown folder " + a[0].Print());
+    });
+
     scene::Bind(in);
 }
 

@@ -61,6 +61,11 @@ std::vector<AnimPropertyHooks>& Hooks() {
     return h;
 }
 
+std::vector<ClassMemberHooks>& ClassHooks() {
+    static std::vector<ClassMemberHooks> h;
+    return h;
+}
+
 std::vector<std::function<bool(Name, Value&)>>& Resolvers() {
     static std::vector<std::function<bool(Name, Value&)>> r;
     return r;
@@ -147,6 +152,16 @@ public:
         : ScriptClass(ScriptName(Utf8(cd->NonLocalizedClassName())), SuperClassFor(cd->SuperClassID())), cd_(cd) {}
     ClassDesc* Desc() const { return cd_; }
     bool Call(Interpreter& in, const CallArgs& args, Value& out) override;
+    bool GetProperty(Interpreter& in, Name prop, Value& out) override {
+        for (const ClassMemberHooks& h : ClassHooks())
+            if (h.get && h.get(in, cd_, prop, out)) return true;
+        return false;
+    }
+    bool CallMethod(Interpreter& in, Name m, const CallArgs& args, Value& out) override {
+        for (const ClassMemberHooks& h : ClassHooks())
+            if (h.call && h.call(in, cd_, m, args, out)) return true;
+        return ScriptObject::CallMethod(in, m, args, out);
+    }
 
 private:
     ClassDesc* cd_;
@@ -883,6 +898,8 @@ Value ClassValue(ClassDesc* cd) {
 void AddAnimPropertyHooks(AnimPropertyHooks hooks) { Hooks().push_back(std::move(hooks)); }
 
 void AddGlobalResolver(std::function<bool(Name, Value&)> resolver) { Resolvers().push_back(std::move(resolver)); }
+
+void AddClassMemberHooks(ClassMemberHooks hooks) { ClassHooks().push_back(std::move(hooks)); }
 
 ClassDesc* ToClassDesc(const Value& v) {
     auto* c = v.As<HostClass>();

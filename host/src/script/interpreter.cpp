@@ -110,6 +110,7 @@ Interpreter::Interpreter(bool withHost) : impl_(std::make_unique<Impl>()), host_
     RegisterMathBuiltins(*this);
     RegisterStringBuiltins(*this);
     RegisterIniBuiltins(*this);
+    RegisterFileBuiltins(*this);
     if (withHost)
         for (Binder b : Binders()) b(*this);
 }

@@ -186,6 +186,7 @@ void RegisterCoreBuiltins(Interpreter& in);
 void RegisterMathBuiltins(Interpreter& in);
 void RegisterStringBuiltins(Interpreter& in);
 void RegisterIniBuiltins(Interpreter& in);
+void RegisterFileBuiltins(Interpreter& in);
 
 // Quaternion and matrix helpers on plain floats, in the host's conventions.
 namespace vmath {

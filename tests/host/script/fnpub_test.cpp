@@ -149,9 +149,29 @@ ProbeCore& Probe() {
     return core;
 }
 
+constexpr Interface_ID GADGET_STATICS(0x5C417004, 0x4);
+enum : FunctionID { fn_triple };
+
+class GadgetStatics : public FPStaticInterface {
+    DECLARE_DESCRIPTOR(GadgetStatics)
+    int Triple(int v) { return v * 3; }
+    BEGIN_FUNCTION_MAP
+        FN_1(fn_triple, TYPE_INT, Triple, TYPE_INT)
+    END_FUNCTION_MAP
+};
+
+GadgetStatics& Statics() {
+    static GadgetStatics s(GADGET_STATICS, _T("GadgetOps"), 0, &GadgetClass(), FP_STATIC,
+        fn_triple, _T("Triple"), 0, TYPE_INT, 0, 1,
+            _T("v"), 0, TYPE_INT,
+        p_end);
+    return s;
+}
+
 void RegisterOnce() {
     static bool done = [] {
         GadgetDesc();
+        Statics();
         host::ClassDirectory::Get().AddClass(&GadgetClass());
         Probe();
         return true;
@@ -232,6 +252,10 @@ TEST(ScriptFunctionPublishing, CoreInterfacesAreGlobalsByName) {
     ASSERT_TRUE(r.ok) << r.error;
     EXPECT_EQ(r.value.Print(), "#(8, 0.75)");
     EXPECT_FLOAT_EQ(Probe().level, 0.75f);
+    // static interfaces answer through their class
+    r = in.Run("#(ScriptGadget.Triple 3, (ScriptGadget.Triple) 4)", quiet);
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.value.Print(), "#(9, 12)");
 }
 
 TEST(ScriptFunctionPublishing, ExecuteHandsTheLastValueBackAsAnFPValue) {

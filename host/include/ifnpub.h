@@ -317,6 +317,14 @@ S& ScalarRef(FPValue& v) {
 
 template <class S>
 S NumberAs(const FPValue& v) {
+    // A value already of the wanted kind needs no conversion.
+    if (!(v.type & (TYPE_TAB | TYPE_BY_REF | TYPE_BY_PTR))) {
+        if constexpr (std::is_same_v<S, int>) {
+            if (CategoryOf(v.type) == Cat::Int) return v.i;
+        } else if constexpr (std::is_same_v<S, float>) {
+            if (CategoryOf(v.type) == Cat::Float) return v.f;
+        }
+    }
     const double x = NumberOf(v);
     if constexpr (std::is_floating_point_v<S>) return static_cast<S>(x);
     else if constexpr (std::is_same_v<S, bool>) return x != 0.0;
@@ -760,6 +768,9 @@ private:
     void Init(Interface_ID id, const MCHAR* int_name, StringResID descr, ClassDesc* classDesc, ULONG flag);
     void Register();
     void ParseList(va_list* ap);
+    // Function index by id, rebuilt when the function table changes length.
+    std::vector<short> fnIndex_;
+    int indexedCount_ = -1;
 };
 
 // Core and static interfaces are descriptions that dispatch themselves. A subclass declares

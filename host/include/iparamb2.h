@@ -363,7 +363,8 @@ public:
     BOOL GetValue(ParamID id, TimeValue t, Color& v, Interval& valid, int tabIndex = 0);
     BOOL GetValue(ParamID id, TimeValue t, AColor& v, Interval& valid, int tabIndex = 0);
     BOOL GetValue(ParamID id, TimeValue t, Matrix3& v, Interval& valid, int tabIndex = 0);
-    // Strings stay valid until the entry changes. A filename reads as a full path.
+    // Strings stay valid until the entry changes or is read again. A filename reads as a full
+    // path.
     BOOL GetValue(ParamID id, TimeValue t, const MCHAR*& v, Interval& valid, int tabIndex = 0);
     BOOL GetValue(ParamID id, TimeValue t, MSTR& v, Interval& valid, int tabIndex = 0);
     BOOL GetValue(ParamID id, TimeValue t, INode*& v, Interval& valid, int tabIndex = 0);
@@ -545,14 +546,22 @@ private:
     void Notify(ParamID id, int tabIndex);
     void Hold();
     void Renumber();
+    int MaxParamID() const;
     void InitDefaults();
     void InitEntry(const ParamDef& pd, PB2Value& e);
     void DropEntryRefs(int index, int first, int count);
     void CallTabChanged(int index, tab_changes code, int tabIndex, int count);
     host::ParamPlaceholder* PlaceholderFor(int index, int tabIndex);
 
+    // Reads of numbers by id go straight to the entries; rebuilt whenever entries move.
+    struct FastParam {
+        PB2Value* entries = nullptr;
+        int count = 0;
+        signed char kind = 0;  // 1 float type, 2 int type, 0 anything else or an accessor
+    };
     ParamBlockDesc2* desc_;
     ReferenceMaker* owner_;
+    std::vector<FastParam> fast_;
     std::vector<Tab<PB2Value>> params_;
     std::vector<int> slotBase_;     // first reference slot of each parameter
     std::vector<int> subBase_;      // first sub-anim of each parameter, -1 when none

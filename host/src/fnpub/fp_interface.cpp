@@ -459,6 +459,21 @@ FPEnum& FPInterfaceDesc::AppendEnum(EnumID id, std::initializer_list<FPEnum::enu
 }
 
 FPFunctionDef* FPInterfaceDesc::GetFnDef(FunctionID fid) {
+    if (indexedCount_ != functions.Count()) {
+        fnIndex_.clear();
+        for (int i = 0; i < functions.Count(); ++i) {
+            const FunctionID id = functions[i]->ID;
+            if (id < 0) continue;
+            if (static_cast<size_t>(id) >= fnIndex_.size()) fnIndex_.resize(static_cast<size_t>(id) + 1, -1);
+            if (fnIndex_[static_cast<size_t>(id)] < 0) fnIndex_[static_cast<size_t>(id)] = static_cast<short>(i);
+        }
+        indexedCount_ = functions.Count();
+    }
+    if (fid >= 0 && static_cast<size_t>(fid) < fnIndex_.size()) {
+        const short i = fnIndex_[static_cast<size_t>(fid)];
+        // Ids may have been edited in place since the index was built.
+        if (i >= 0 && functions[i]->ID == fid) return functions[i];
+    }
     for (FPFunctionDef* f : functions)
         if (f->ID == fid) return f;
     return nullptr;

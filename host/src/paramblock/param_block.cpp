@@ -219,6 +219,9 @@ IParamBlock2::IParamBlock2(ParamBlockDesc2* desc, ReferenceMaker* owner) : desc_
 }
 
 IParamBlock2::~IParamBlock2() {
+    // Deleted by hand while still referencing: leave no dangling dependents behind.
+    for (int i = 0; i < numRefs_; ++i)
+        if (GetReference(i)) host_SetReferenceRaw(i, nullptr);
     for (auto& list : placeholders_)
         for (auto& ph : list)
             if (ph) ph->host_Detach();
@@ -270,6 +273,21 @@ void IParamBlock2::Renumber() {
     }
     numRefs_ = slot;
     numSubs_ = sub;
+    fast_.assign(desc_ && !desc_->paramdefs.empty() ? static_cast<size_t>(MaxParamID() + 1) : 0, FastParam());
+    for (size_t i = 0; i < n; ++i) {
+        const ParamDef& pd = desc_->paramdefs[i];
+        if (pd.ID < 0) continue;
+        FastParam& fp = fast_[static_cast<size_t>(pd.ID)];
+        fp.entries = params_[i].begin();
+        fp.count = params_[i].Count();
+        fp.kind = pd.accessor ? 0 : float_type(pd.type) ? 1 : int_type(pd.type) ? 2 : 0;
+    }
+}
+
+int IParamBlock2::MaxParamID() const {
+    int m = -1;
+    for (const ParamDef& pd : desc_->paramdefs) m = std::max(m, static_cast<int>(pd.ID));
+    return m;
 }
 
 bool IParamBlock2::UsesRefSlot(const ParamDef& pd) const {
@@ -499,6 +517,21 @@ void IParamBlock2::ReadValue(const Locator& loc, TimeValue t, PB2Value& out, Int
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, float& v, Interval& valid, int tabIndex) {
+    // The hot path: a number without accessor, found by id in one step.
+    if (static_cast<size_t>(id) < fast_.size()) {
+        const FastParam& fp = fast_[static_cast<size_t>(id)];
+        if (fp.kind != 0 && static_cast<unsigned>(tabIndex) < static_cast<unsigned>(fp.count)) {
+            const PB2Value& e = fp.entries[tabIndex];
+            if (!e.control) {
+                v = fp.kind == 1 ? e.f : static_cast<float>(e.i);
+                return TRUE;
+            }
+            if (fp.kind == 1) {
+                e.control->GetValue(t, &v, valid, CTRL_ABSOLUTE);
+                return TRUE;
+            }
+        }
+    }
     Locator loc;
     if (!Locate(id, tabIndex, loc)) return FALSE;
     const ParamDef& pd = *loc.pd;
@@ -520,6 +553,16 @@ BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, float& v, Interval& valid, 
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, int& v, Interval& valid, int tabIndex) {
+    if (static_cast<size_t>(id) < fast_.size()) {
+        const FastParam& fp = fast_[static_cast<size_t>(id)];
+        if (fp.kind != 0 && static_cast<unsigned>(tabIndex) < static_cast<unsigned>(fp.count)) {
+            const PB2Value& e = fp.entries[tabIndex];
+            if (!e.control) {
+                v = fp.kind == 2 ? e.i : RoundToInt(e.f);
+                return TRUE;
+            }
+        }
+    }
     Locator loc;
     if (!Locate(id, tabIndex, loc)) return FALSE;
     const ParamDef& pd = *loc.pd;
@@ -605,6 +648,11 @@ BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, MSTR& v, Interval& valid, i
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, const MCHAR*& v, Interval& valid, int tabIndex) {
+    Locator loc;
+    if (Locate(id, tabIndex, loc) && base_type(loc.pd->type) == TYPE_STRING && !loc.pd->accessor) {
+        v = loc.e->s.data();
+        return TRUE;
+    }
     MSTR s;
     if (!GetValue(id, t, s, valid, tabIndex)) return FALSE;
     // The answer must outlive this call: keep it per entry until the entry is read again.
@@ -1037,6 +1085,7 @@ int IParamBlock2::Resize(ParamID id, int num) {
     const int index = IDtoIndex(id);
     if (index < 0) return -1;
     params_[static_cast<size_t>(index)].Resize(num);
+    Renumber();
     return params_[static_cast<size_t>(index)].Count();
 }
 

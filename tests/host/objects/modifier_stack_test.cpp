@@ -243,3 +243,63 @@ TEST_F(ObjectsTest, StackConvertsToWhatAModifierAsksForAndSkipsWhatItCannot) {
     EXPECT_EQ(poly->mm.numf, 6) << "the box reaches the modifier as six quads";
     EXPECT_EQ(p->seenBox.IsEmpty(), false) << "the ModContext box holds the input's bounds";
 }
+
+TEST_F(ObjectsTest, NestedAndSharedStacksEvaluateEachForTheirOwnNode) {
+    // One base under two derived objects, one of them nested under a third: each node sees
+    // its own stack, and the shared base is untouched.
+    TriObject* base = LineMesh(3);
+    IDerivedObject* inner = CreateDerivedObject(base);
+    inner->AddModifier(MakeOffset(Point3(1, 0, 0)));
+    IDerivedObject* outer = CreateDerivedObject(inner);
+    Modifier* shared = MakeOffset(Point3(0, 0, 0), 3.0f);
+    outer->AddModifier(shared);
+    IDerivedObject* other = CreateDerivedObject(base);
+    other->AddModifier(shared);  // the same modifier instanced in a second stack
+    INode* a = ip()->CreateObjectNode(outer, L"A");
+    INode* b = ip()->CreateObjectNode(other, L"B");
+
+    EXPECT_EQ(a->EvalWorldState(0).obj->GetPoint(1), Point3(6, 3, 0)) << "(1 + 1) * 3 through both levels";
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(3, 3, 0));
+    EXPECT_EQ(base->GetPoint(1), Point3(1, 1, 0));
+    EXPECT_EQ(outer->FindBaseObject(), base);
+    EXPECT_EQ(host::FindNodeOfModifier(inner->GetModifier(0)), a) << "found through the outer stack";
+
+    // Changing the shared modifier reaches both stacks; disabling it is undoable.
+    shared->GetParamBlock(0)->SetValue(offsetmod_scale, 0, 1.0f);
+    EXPECT_EQ(a->EvalWorldState(0).obj->GetPoint(1), Point3(2, 1, 0));
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(1, 1, 0));
+    shared->GetParamBlock(0)->SetValue(offsetmod_offset, 0, Point3(0, 0, 2));
+    theHold.Begin();
+    shared->DisableMod();
+    theHold.Accept(L"Disable");
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(1, 1, 0));
+    ASSERT_TRUE(theHold.Undo());
+    EXPECT_TRUE(shared->IsEnabled());
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(1, 1, 2));
+
+    // Replacing a modifier in place is undoable too, and a modifier may not enter a stack it
+    // depends on.
+    Modifier* swap = MakeOffset(Point3(0, 5, 0));
+    theHold.Begin();
+    other->SetModifier(0, swap);
+    theHold.Accept(L"Replace");
+    EXPECT_EQ(other->GetModifier(0), swap);
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(1, 6, 0));
+    ASSERT_TRUE(theHold.Undo());
+    EXPECT_EQ(other->GetModifier(0), shared);
+    EXPECT_EQ(b->EvalWorldState(0).obj->GetPoint(1), Point3(1, 1, 2));
+    const int before = outer->NumModifiers();
+    outer->AddModifier(nullptr);
+    EXPECT_EQ(outer->NumModifiers(), before);
+    outer->DeleteModifier(7);
+    outer->DeleteModifier(-1);
+    EXPECT_EQ(outer->NumModifiers(), before);
+
+    // The ModContext box is the input's bounds on first use, and travels with the stack.
+    ModContext* mc = inner->GetModContext(0);
+    ASSERT_NE(mc, nullptr);
+    ASSERT_NE(mc->box, nullptr);
+    EXPECT_EQ(mc->box->pmin, Point3(0, 0, 0));
+    EXPECT_EQ(mc->box->pmax, Point3(2, 2, 0));
+    EXPECT_EQ(inner->GetModContext(5), nullptr);
+}

@@ -106,6 +106,7 @@ Interpreter& Interpreter::Global() {
 
 Interpreter::Interpreter(bool withHost) : impl_(std::make_unique<Impl>()), host_(&EmptyHost()) {
     stackLimit_ = ComputeStackLimit();
+    impl_->defining = true;
     RegisterCoreBuiltins(*this);
     RegisterMathBuiltins(*this);
     RegisterStringBuiltins(*this);
@@ -113,6 +114,7 @@ Interpreter::Interpreter(bool withHost) : impl_(std::make_unique<Impl>()), host_
     RegisterFileBuiltins(*this);
     if (withHost)
         for (Binder b : Binders()) b(*this);
+    impl_->defining = false;
 }
 
 Interpreter::~Interpreter() = default;
@@ -223,6 +225,7 @@ RunResult Interpreter::RunFile(const std::string& path, RunOptions options) {
 
 void Interpreter::SetGlobal(std::string_view name, Value v) {
     GlobalCell* c = impl_->Define(Name::Intern(name));
+    if (impl_->defining) c->builtin = true;
     if (c->system) {
         if (c->set) c->set(*this, v);
         return;
@@ -249,6 +252,7 @@ void Interpreter::DefineSystemGlobal(std::string_view name, std::function<Value(
 void Interpreter::RegisterPrimitive(std::string_view name, PrimitiveFn fn) {
     GlobalCell* c = impl_->Define(Name::Intern(name));
     c->system = false;
+    c->builtin = true;
     c->value = Value::Object(new Primitive(std::string(name), std::move(fn)));
 }
 

@@ -179,12 +179,31 @@ private:
         if (in_.Host().ResolveGlobal(in_, n, hostValue)) {
             GlobalCell* c = in_.impl().DefinePending(n);
             c->value = hostValue;
+            c->builtin = true;
             return GlobalNode(at, c);
         }
         BlockScope* b = ImplicitBlock();
         if (!b && fn_->top) return GlobalNode(at, in_.impl().DefinePending(n));
         if (!b) b = &fn_->blocks.front();
         return VarNode(at, DeclareLocal(*b, n), 0);
+    }
+
+    // `length = 5` inside a block makes a local `length` rather than replacing the host's
+    // function for every script that runs later; a name declared `global` stays global.
+    Node* ShadowBuiltin(Node* target) {
+        auto* g = dynamic_cast<GlobalVar*>(target);
+        if (!g || !g->cell->builtin || g->cell->system) return target;
+        BlockScope* b = ImplicitBlock();
+        if (!b) return target;
+        for (FnScope* f = fn_; f; f = f->parent)
+            for (const BlockScope& bs : f->blocks)
+                for (const ScopeVar& v : bs.vars)
+                    if (v.global == g->cell) return target;
+        const Token& at = toks_[p_ > 0 ? p_ - 1 : 0];
+        Node* local = VarNode(at, DeclareLocal(*b, g->cell->name), 0);
+        local->line = target->line;
+        local->col = target->col;
+        return local;
     }
 
     // ---- statements ---------------------------------------------------------------------
@@ -225,6 +244,7 @@ private:
         if (op == Tok::Assign || op == Tok::PlusAssign || op == Tok::MinusAssign || op == Tok::StarAssign ||
             op == Tok::SlashAssign) {
             if (!e->Assignable()) Fail(Cur(), "<end of line>");
+            e = ShadowBuiltin(e);
             const Token& opTok = Take();
             SkipNewlines();
             auto* a = Make<Assign>(opTok);
@@ -427,7 +447,7 @@ private:
         const Token& nameTok = Take();
         auto* def = Make<FunctionDef>(at);
         def->unit = &unit_;
-        def->target = Resolve(nameTok, nameTok.text);
+        def->target = ShadowBuiltin(Resolve(nameTok, nameTok.text));
         auto proto = std::make_unique<FunctionProto>();
         proto->name = nameTok.text;
         proto->mapped = mapped;

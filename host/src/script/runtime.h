@@ -22,6 +22,9 @@ struct GlobalCell {
     std::function<Value(Interpreter&)> get;
     std::function<void(Interpreter&, const Value&)> set;
     bool system = false;
+    // A function, class or constant the host defined; a block that assigns the name gets a
+    // local of its own instead of replacing it for every later script.
+    bool builtin = false;
 };
 
 // Locals of one activation: a function call or a top-level run. Closures keep their frame.
@@ -99,6 +102,7 @@ struct Interpreter::Impl {
     ListenerSink* listener = nullptr;
     PromptProvider* prompts = nullptr;
     std::unique_ptr<PromptProvider> headless;
+    bool defining = false;  // while the constructor and the binders define the built-ins
     std::mt19937 rng{12345};
     // macroScript definitions by category and name (see MacroKey).
     std::unordered_map<std::string, Value> macros;

@@ -107,3 +107,24 @@ TEST(ScriptLanguage, PromptAnswersComeFromTheProvider) {
     EXPECT_EQ(prompts.AskedPrompts()[0].title, L"Q");
     EXPECT_EQ(prompts.AskedPrompts()[1].buttons, host::PromptButtons::YesNoCancel);
 }
+
+TEST(ScriptLanguage, BlocksThatAssignHostNamesKeepThemLocal) {
+    Interpreter in(true);
+    host::ListenerCapture listener;
+    // a UI action that names its variable after a built-in must not break the built-in
+    auto r = in.Run("try (\nlength = 5\nselection2 = 1\nfn distance a b = 0\nlength + distance 1 2\n) catch ()");
+    ASSERT_TRUE(r.ok) << listener.Text();
+    EXPECT_EQ(r.value.RawInt(), 5);
+    r = in.Run("#(length [3,4,0], distance [0,0,0] [0,0,2])");
+    ASSERT_TRUE(r.ok) << listener.Text();
+    EXPECT_EQ(r.value.Print(), "#(5.0, 2.0)");
+    // declared global, or at top level, the name is the global one
+    r = in.Run("(global length; length = 1)\nlength");
+    EXPECT_EQ(r.value.Print(), "1");
+    r = in.Run("distance = 2\ndistance");
+    EXPECT_EQ(r.value.Print(), "2");
+    // system globals keep writing through to the host
+    r = in.Run("(sliderTime = 12f)\nsliderTime");
+    EXPECT_EQ(r.value.Print(), "12f");
+    in.Run("sliderTime = 0");
+}

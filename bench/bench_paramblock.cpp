@@ -11,8 +11,6 @@
 #include "ifnpub.h"
 #include "iparamb2.h"
 
-#pragma weak NewDefaultFloatController
-
 namespace {
 
 enum : ParamID { pb_weight = 7, pb_count = 2 };
@@ -106,10 +104,6 @@ void BM_GetValueFloatConstant(benchmark::State& state) {
 BENCHMARK(BM_GetValueFloatConstant);
 
 void BM_GetValueFloatKeylessController(benchmark::State& state) {
-    if (!NewDefaultFloatController) {
-        state.SkipWithError("no default float controller in this host");
-        return;
-    }
     Holder h;
     IParamBlock2* pb = CreateParameterBlock2(&Desc(), &h);
     h.ReplaceReference(0, pb);

@@ -9,12 +9,6 @@
 #include <filesystem>
 #include <set>
 
-// The keyframe controllers live in their own module; until it is linked a block without a
-// default controller simply keeps constants.
-#pragma weak NewDefaultFloatController
-#pragma weak NewDefaultPoint3Controller
-#pragma weak NewDefaultColorController
-
 namespace {
 
 bool IsAnimatableParam(const ParamDef& pd) { return (pd.flags & P_ANIMATABLE) && animatable_type(pd.type); }
@@ -372,11 +366,10 @@ SClass_ID IParamBlock2::ControllerSuperClass(int type) {
 
 Control* IParamBlock2::NewControllerFor(const ParamDef& pd) {
     switch (ControllerSuperClass(pd.type)) {
-        case CTRL_FLOAT_CLASS_ID: return NewDefaultFloatController ? NewDefaultFloatController() : nullptr;
+        case CTRL_FLOAT_CLASS_ID: return NewDefaultFloatController();
         case CTRL_POINT3_CLASS_ID:
-            if (base_type(pd.type) == TYPE_RGBA)
-                return NewDefaultColorController ? NewDefaultColorController() : nullptr;
-            return NewDefaultPoint3Controller ? NewDefaultPoint3Controller() : nullptr;
+            return base_type(pd.type) == TYPE_RGBA ? NewDefaultColorController() : NewDefaultPoint3Controller();
+        // No default point4 controller: such entries key only under a controller given to them.
         default: return nullptr;
     }
 }

@@ -131,6 +131,7 @@ private:
     friend class ReferenceTarget;
     friend class host::RefSwapRestore;
     unsigned depTestEpoch_ = 0;  // last dependency test that reached this maker
+    unsigned enumEpoch_ = 0;     // last dependents walk that visited this maker
 };
 
 class ReferenceTarget : public ReferenceMaker {

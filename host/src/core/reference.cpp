@@ -232,14 +232,23 @@ bool ReferenceTarget::DependsOn(ReferenceTarget* candidate) {
 int ReferenceTarget::DoEnumDependents(DependentEnumProc* dep) { return DoEnumDependentsImpl(dep); }
 
 int ReferenceTarget::DoEnumDependentsImpl(DependentEnumProc* dep) {
+    // Each maker is visited once per walk, so a cycle among dependents ends by itself.
+    static unsigned epoch = 0;
+    static int depth = 0;
+    if (depth == 0) ++epoch;
+    ++depth;
+    int halted = 0;
     DependentsSnapshot deps(dependents_);
     for (ReferenceMaker* m : deps) {
+        if (m->enumEpoch_ == epoch) continue;
+        m->enumEpoch_ = epoch;
         int r = dep->proc(m);
-        if (r == DEP_ENUM_HALT) return 1;
+        if (r == DEP_ENUM_HALT) { halted = 1; break; }
         if (r == DEP_ENUM_SKIP) continue;
-        if (m->IsRefTarget() && static_cast<ReferenceTarget*>(m)->DoEnumDependents(dep)) return 1;
+        if (m->IsRefTarget() && static_cast<ReferenceTarget*>(m)->DoEnumDependents(dep)) { halted = 1; break; }
     }
-    return 0;
+    --depth;
+    return halted;
 }
 
 RefResult ReferenceTarget::DeleteAllRefsToMe() {

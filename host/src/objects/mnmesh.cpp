@@ -705,12 +705,12 @@ IOResult MNMesh::Load(ILoad* iload) {
                 break;
             }
             case kNormalsChunk: {
-                auto spec = std::make_unique<MNNormalSpec>();
-                spec->parent_ = this;
+                auto normalSpec = std::make_unique<MNNormalSpec>();
+                normalSpec->parent_ = this;
                 while (ok && iload->OpenChunk() == IO_OK) {
                     switch (iload->CurChunkID()) {
-                        case kNormalValuesChunk: ok = ReadArray(iload, spec->normals_); break;
-                        case kNormalExplicitChunk: ok = ReadArray(iload, spec->explicit_); break;
+                        case kNormalValuesChunk: ok = ReadArray(iload, normalSpec->normals_); break;
+                        case kNormalExplicitChunk: ok = ReadArray(iload, normalSpec->explicit_); break;
                         case kNormalFacesChunk: {
                             std::vector<int32_t> flat;
                             ok = ReadArray(iload, flat);
@@ -727,7 +727,7 @@ IOResult MNMesh::Load(ILoad* iload) {
                                     face.SetNormalID(i, flat[at + 1 + 2 * static_cast<size_t>(i)]);
                                     face.SetSpecified(i, flat[at + 2 + 2 * static_cast<size_t>(i)] != 0);
                                 }
-                                spec->faces_.push_back(std::move(face));
+                                normalSpec->faces_.push_back(std::move(face));
                                 at += 1 + 2 * static_cast<size_t>(deg);
                             }
                             break;
@@ -736,11 +736,11 @@ IOResult MNMesh::Load(ILoad* iload) {
                     }
                     iload->CloseChunk();
                 }
-                if (ok && spec->explicit_.size() != spec->normals_.size()) ok = false;
-                for (const MNNormalFace& face : spec->faces_)
+                if (ok && normalSpec->explicit_.size() != normalSpec->normals_.size()) ok = false;
+                for (const MNNormalFace& face : normalSpec->faces_)
                     for (int i = 0; ok && i < face.GetDegree(); ++i)
-                        if (face.GetNormalID(i) >= spec->GetNumNormals()) ok = false;
-                if (ok) normals_ = std::move(spec);
+                        if (face.GetNormalID(i) >= normalSpec->GetNumNormals()) ok = false;
+                if (ok) normals_ = std::move(normalSpec);
                 break;
             }
             default: break;

@@ -28,7 +28,7 @@ const char* kNames[9] = {"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX", "XYX", "YZY",
 } // namespace
 
 TEST(EulerOrders, AnglesApplyInTheOrdersSequenceByPosition) {
-    // The order table of the spec (Part 6.1): axes in application order.
+    // The order table the layer code relies on: axes in application order.
     const int table[9][3] = {{0, 1, 2}, {0, 2, 1}, {1, 2, 0}, {1, 0, 2}, {2, 0, 1},
                              {2, 1, 0}, {0, 1, 0}, {1, 2, 1}, {2, 0, 2}};
     float e[3] = {0.3f, -0.7f, 1.1f};
@@ -170,7 +170,7 @@ TEST(EulerContinuity, NearestSolutionIsChosenFromFarAwayStartingAngles) {
     float o[3] = {0.1f + PI, PI - 0.2f, 0.3f + PI};
     ContinuousQuatToEuler(FromEuler(0.1f, 0.2f, 0.3f, EULERTYPE_XYZ), o, EULERTYPE_XYZ);
     EXPECT_THAT(Point3(o[0], o[1], o[2]), NearPoint3(Point3(0.1f + PI, PI - 0.2f, 0.3f + PI), 1e-5f));
-    // The stepped rotation of the layer reverse solve (Part 6.1): a large AngAxis applied in
+    // The stepped rotation of the layer reverse solve: a large AngAxis applied in
     // steps of at most 3pi/4, converting after each step, ends a whole turn further on.
     float s[3] = {0.0f, 0.0f, 0.0f};
     Quat q;

@@ -13,7 +13,7 @@ using mathtest::MatrixOf;
 
 namespace {
 
-// The plug-in's RotX helper (spec Part 2.1), written out here on purpose.
+// The limb solver's RotX helper, written out here on purpose.
 Quat RotX(float a) { return Quat(std::sin(-a / 2), 0.0f, 0.0f, std::cos(-a / 2)); }
 
 } // namespace

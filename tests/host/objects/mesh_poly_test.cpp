@@ -182,37 +182,37 @@ TEST_F(ObjectsTest, SpecifiedNormalsFollowSmoothingGroupsAndKeepWhatWasSet) {
 
     EXPECT_EQ(mm.GetSpecifiedNormals(), nullptr);
     mm.SpecifyNormals();
-    MNNormalSpec* spec = mm.GetSpecifiedNormals();
-    ASSERT_NE(spec, nullptr);
-    spec->BuildNormals();
-    spec->ComputeNormals();
-    EXPECT_EQ(spec->GetNumNormals(), 24) << "each side its own smoothing group: three normals per corner point";
+    MNNormalSpec* normalSpec = mm.GetSpecifiedNormals();
+    ASSERT_NE(normalSpec, nullptr);
+    normalSpec->BuildNormals();
+    normalSpec->ComputeNormals();
+    EXPECT_EQ(normalSpec->GetNumNormals(), 24) << "each side its own smoothing group: three normals per corner point";
     for (int f = 0; f < mm.numf; ++f)
-        for (int c = 0; c < 4; ++c) EXPECT_TRUE(Length(spec->GetNormal(f, c) - mm.GetFaceNormal(f, true)) < 1e-5f);
+        for (int c = 0; c < 4; ++c) EXPECT_TRUE(Length(normalSpec->GetNormal(f, c) - mm.GetFaceNormal(f, true)) < 1e-5f);
 
     // One smoothing group for all: one normal per point, pointing out diagonally.
     for (int f = 0; f < mm.numf; ++f) mm.F(f)->smGroup = 1;
-    spec->BuildNormals();
-    spec->ComputeNormals();
-    EXPECT_EQ(spec->GetNumNormals(), 8);
+    normalSpec->BuildNormals();
+    normalSpec->ComputeNormals();
+    EXPECT_EQ(normalSpec->GetNumNormals(), 8);
     const int v0 = mm.F(0)->vtx[0];
     const Point3 out = (mm.P(v0) - Point3(0.0f, 0.0f, 12.5f)).Normalize();
-    EXPECT_TRUE(Length(spec->GetNormal(0, 0) - out) < 1e-4f);
+    EXPECT_TRUE(Length(normalSpec->GetNormal(0, 0) - out) < 1e-4f);
 
     // A corner set by hand survives rebuilding; bad indices are ignored.
-    spec->SetNumNormals(spec->GetNumNormals() + 1);
-    const int mine = spec->GetNumNormals() - 1;
-    spec->Normal(mine) = Point3(0, 0, 1);
-    spec->SetNormalIndex(2, 1, mine);
-    spec->SetNormalIndex(2, 9, mine);
-    spec->SetNormalIndex(99, 0, mine);
-    spec->SetNormalIndex(2, 0, 999);
-    spec->BuildNormals();
-    spec->ComputeNormals();
-    EXPECT_EQ(spec->GetNormal(2, 1), Point3(0, 0, 1));
-    EXPECT_TRUE(spec->Face(2)->GetSpecified(1));
-    EXPECT_FALSE(spec->Face(2)->GetSpecified(0));
-    EXPECT_EQ(spec->GetNumNormals(), 9);
+    normalSpec->SetNumNormals(normalSpec->GetNumNormals() + 1);
+    const int mine = normalSpec->GetNumNormals() - 1;
+    normalSpec->Normal(mine) = Point3(0, 0, 1);
+    normalSpec->SetNormalIndex(2, 1, mine);
+    normalSpec->SetNormalIndex(2, 9, mine);
+    normalSpec->SetNormalIndex(99, 0, mine);
+    normalSpec->SetNormalIndex(2, 0, 999);
+    normalSpec->BuildNormals();
+    normalSpec->ComputeNormals();
+    EXPECT_EQ(normalSpec->GetNormal(2, 1), Point3(0, 0, 1));
+    EXPECT_TRUE(normalSpec->Face(2)->GetSpecified(1));
+    EXPECT_FALSE(normalSpec->Face(2)->GetSpecified(0));
+    EXPECT_EQ(normalSpec->GetNumNormals(), 9);
 
     // They travel with copies and through files.
     MNMesh copy = mm;

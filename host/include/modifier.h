@@ -13,7 +13,7 @@
 //
 // Evaluation (Eval(t)): the object reference is evaluated, then each enabled modifier from the
 // bottom up gets ModifyObject(t, mc, &os, node) with node the node that shows the stack (found
-// through the dependents; null when none). A modifier that changes channels is handed an
+// through the dependents, the first one when the stack is instanced; null when none). A modifier that changes channels is handed an
 // object that belongs to the stack, never the base object: the stack copies the incoming
 // object (or converts it when it is not of the modifier's InputType; a modifier whose input
 // cannot be converted is skipped). A modifier that changes no channel (ChannelsChanged() == 0,
@@ -116,8 +116,8 @@ public:
     SClass_ID SuperClassID() override { return GEN_DERIVOB_CLASS_ID; }
 
     // Inserts mod at index before (0: top of the stack; a value past the end: bottom). The
-    // derived object owns mc (a new identity ModContext when null). Refuses a null modifier
-    // and a modifier that depends on this object.
+    // derived object takes mc over (a new identity ModContext when null), also when it refuses
+    // the call: a null modifier or one that depends on this object changes nothing.
     virtual void AddModifier(Modifier* mod, ModContext* mc = nullptr, int before = 0) = 0;
     // Removes the modifier at index (0: top); out of range does nothing. The modifier is
     // released when nothing else needs it.

@@ -40,6 +40,7 @@ public:
     void SetPoint(int i, const Point3& p) override {
         if (i >= 0 && i < mm.numv) mm.P(i) = p;
     }
+    void Deform(Deformer* defProc, int useSel = 0) override;
     void GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm = nullptr, BOOL useSel = FALSE) override;
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
 

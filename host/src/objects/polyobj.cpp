@@ -61,6 +61,12 @@ void PolyObject::InvalidateChannels(ChannelMask channels) {
         if (channels & ChannelBit(c)) valid_.Set(c, NEVER);
 }
 
+void PolyObject::Deform(Deformer* defProc, int useSel) {
+    (void)useSel;
+    if (!defProc) return;
+    for (int i = 0; i < mm.numv; ++i) mm.v[i].p = defProc->Map(i, mm.v[i].p);
+}
+
 void PolyObject::GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm, BOOL useSel) {
     (void)t;
     (void)useSel;

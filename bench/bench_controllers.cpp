@@ -24,19 +24,21 @@ constexpr TimeValue kEnd = (kKeys - 1) * kSpacing;
 
 // Keeps controllers alive the way a node does.
 class Holder : public ReferenceMaker {
-public:
+  public:
     Holder() = default;
     ~Holder() override { DeleteAllRefsFromMe(); }
     SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
     Class_ID ClassID() override { return Class_ID(0xBE4C0001, 0); }
     int NumRefs() override { return 1; }
     RefTargetHandle GetReference(int) override { return ref_; }
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override { return REF_SUCCEED; }
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
+        return REF_SUCCEED;
+    }
 
-protected:
+  protected:
     void SetReference(int, RefTargetHandle t) override { ref_ = t; }
 
-private:
+  private:
     RefTargetHandle ref_ = nullptr;
 };
 
@@ -59,14 +61,16 @@ Control* MakeTrack(unsigned seed) {
 // The reference: the same curve as raw arrays (times, and per segment the cubic in u).
 struct RawCurve {
     std::vector<TimeValue> times;
-    std::vector<float> coef;  // 4 per segment
+    std::vector<float> coef; // 4 per segment
     int hint = 0;
 
     explicit RawCurve(Control* c) {
         IKeyControl* kc = GetKeyControlInterface(c);
         std::vector<IBezFloatKey> k(size_t(kc->GetNumKeys()));
-        for (int i = 0; i < kc->GetNumKeys(); ++i) kc->GetKey(i, &k[size_t(i)]);
-        for (size_t i = 0; i < k.size(); ++i) times.push_back(k[i].time);
+        for (int i = 0; i < kc->GetNumKeys(); ++i)
+            kc->GetKey(i, &k[size_t(i)]);
+        for (size_t i = 0; i < k.size(); ++i)
+            times.push_back(k[i].time);
         for (size_t i = 0; i + 1 < k.size(); ++i) {
             const float dt = float(k[i + 1].time - k[i].time);
             const float p0 = k[i].val, p3 = k[i + 1].val;
@@ -96,7 +100,8 @@ std::vector<TimeValue> RandomTimes(size_t n) {
     std::mt19937 rng(7);
     std::uniform_int_distribution<TimeValue> d(0, kEnd - 1);
     std::vector<TimeValue> t(n);
-    for (auto& x : t) x = d(rng);
+    for (auto& x : t)
+        x = d(rng);
     return t;
 }
 
@@ -109,10 +114,10 @@ double ThreadNs() {
 }
 
 // Times `body` over n calls and answers CPU nanoseconds per call.
-template <class F>
-double NsPerCall(size_t n, F&& body) {
+template <class F> double NsPerCall(size_t n, F&& body) {
     const double start = ThreadNs();
-    for (size_t i = 0; i < n; ++i) body(i);
+    for (size_t i = 0; i < n; ++i)
+        body(i);
     return (ThreadNs() - start) / double(n);
 }
 
@@ -256,4 +261,4 @@ void BM_EulerXYZKeyedPlayback(benchmark::State& state) {
 }
 BENCHMARK(BM_EulerXYZKeyedPlayback);
 
-}  // namespace
+} // namespace

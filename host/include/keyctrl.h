@@ -18,7 +18,7 @@ constexpr ULONG I_KEYCONTROL = 0x00001100;
 
 // ---- Key flags (IKey::flags).
 constexpr DWORD IKEY_SELECTED = 1 << 0;
-constexpr DWORD IKEY_XSEL = 1 << 1;  // channel selected, multi-channel keys
+constexpr DWORD IKEY_XSEL = 1 << 1; // channel selected, multi-channel keys
 constexpr DWORD IKEY_YSEL = 1 << 2;
 constexpr DWORD IKEY_ZSEL = 1 << 3;
 constexpr DWORD IKEY_WSEL = 1u << 30;
@@ -33,20 +33,24 @@ constexpr DWORD BEZKEY_ZBROKEN = 1 << 6;
 constexpr DWORD BEZKEY_WBROKEN = 1 << 21;
 
 // Tangent types, in-tangent in bits 7-9 and out-tangent in bits 10-12.
-constexpr int BEZKEY_SMOOTH = 0;  // slope through the neighbours
-constexpr int BEZKEY_LINEAR = 1;  // slope toward the neighbour on that side
-constexpr int BEZKEY_STEP = 2;    // the segment holds the earlier key's value
-constexpr int BEZKEY_FAST = 3;    // twice the linear slope: the value speeds into (out of) the key
-constexpr int BEZKEY_SLOW = 4;    // flat: the value eases into (out of) the key
-constexpr int BEZKEY_USER = 5;    // custom: the key's own intan/outtan and lengths
-constexpr int BEZKEY_AUTO = 6;    // smooth, flat at extremes and never overshooting a neighbour
+constexpr int BEZKEY_SMOOTH = 0; // slope through the neighbours
+constexpr int BEZKEY_LINEAR = 1; // slope toward the neighbour on that side
+constexpr int BEZKEY_STEP = 2;   // the segment holds the earlier key's value
+constexpr int BEZKEY_FAST = 3;   // twice the linear slope: the value speeds into (out of) the key
+constexpr int BEZKEY_SLOW = 4;   // flat: the value eases into (out of) the key
+constexpr int BEZKEY_USER = 5;   // custom: the key's own intan/outtan and lengths
+constexpr int BEZKEY_AUTO = 6;   // smooth, flat at extremes and never overshooting a neighbour
 constexpr int BEZKEY_NUMTYPES = 7;
 constexpr int BEZKEY_INTYPESHIFT = 7;
 constexpr int BEZKEY_OUTTYPESHIFT = 10;
 constexpr DWORD BEZKEY_TYPEMASK = 7;
 
-inline int GetInTanType(DWORD flags) { return static_cast<int>((flags >> BEZKEY_INTYPESHIFT) & BEZKEY_TYPEMASK); }
-inline int GetOutTanType(DWORD flags) { return static_cast<int>((flags >> BEZKEY_OUTTYPESHIFT) & BEZKEY_TYPEMASK); }
+inline int GetInTanType(DWORD flags) {
+    return static_cast<int>((flags >> BEZKEY_INTYPESHIFT) & BEZKEY_TYPEMASK);
+}
+inline int GetOutTanType(DWORD flags) {
+    return static_cast<int>((flags >> BEZKEY_OUTTYPESHIFT) & BEZKEY_TYPEMASK);
+}
 inline DWORD SetInTanType(DWORD flags, int type) {
     return (flags & ~(BEZKEY_TYPEMASK << BEZKEY_INTYPESHIFT)) |
            ((static_cast<DWORD>(type) & BEZKEY_TYPEMASK) << BEZKEY_INTYPESHIFT);
@@ -57,7 +61,11 @@ inline DWORD SetOutTanType(DWORD flags, int type) {
 }
 // The broken bit of channel j (0 x, 1 y, 2 z, 3 w); 0 for any other j.
 inline DWORD BrokenBit(int j) {
-    return j == 0 ? BEZKEY_XBROKEN : j == 1 ? BEZKEY_YBROKEN : j == 2 ? BEZKEY_ZBROKEN : j == 3 ? BEZKEY_WBROKEN : 0;
+    return j == 0   ? BEZKEY_XBROKEN
+           : j == 1 ? BEZKEY_YBROKEN
+           : j == 2 ? BEZKEY_ZBROKEN
+           : j == 3 ? BEZKEY_WBROKEN
+                    : 0;
 }
 // True when the tangents of channel j are locked together (not broken).
 inline bool TangentsLocked(DWORD flags, int j) { return (flags & BrokenBit(j)) == 0; }
@@ -75,7 +83,7 @@ constexpr float BEZ_DEFAULT_LENGTH = 1.0f / 3.0f;
 
 // ---- Key structs. Layouts and sizes are fixed.
 class IKey {
-public:
+  public:
     TimeValue time = 0;
     DWORD flags = 0;
 };
@@ -86,14 +94,14 @@ public:
 // sides use the stored slope and length; GetKey reports the effective ones of the other types.
 // A length is clamped to [0, 1] when the curve is evaluated; the stored number is kept.
 class IBezFloatKey : public IKey {
-public:
+  public:
     float intan = 0.0f, outtan = 0.0f;
     float val = 0.0f;
     float inLength = BEZ_DEFAULT_LENGTH, outLength = BEZ_DEFAULT_LENGTH;
 };
 
 class IBezPoint3Key : public IKey {
-public:
+  public:
     Point3 intan, outtan;
     Point3 val;
     Point3 inLength{BEZ_DEFAULT_LENGTH, BEZ_DEFAULT_LENGTH, BEZ_DEFAULT_LENGTH};
@@ -103,7 +111,7 @@ public:
 // The factors are a Bezier curve per component; the scale axis turns linearly (slerp, the
 // short way) from key to key.
 class IBezScaleKey : public IKey {
-public:
+  public:
     Point3 intan, outtan;
     ScaleValue val;
     Point3 inLength{BEZ_DEFAULT_LENGTH, BEZ_DEFAULT_LENGTH, BEZ_DEFAULT_LENGTH};
@@ -114,17 +122,17 @@ public:
 // easeIn (toward the key) and easeOut (away from it) in [0, 1]. Out-of-range numbers are
 // clamped when the curve is evaluated.
 class ITCBKey : public IKey {
-public:
+  public:
     float tens = 0.0f, cont = 0.0f, bias = 0.0f, easeIn = 0.0f, easeOut = 0.0f;
 };
 
 class ITCBFloatKey : public ITCBKey {
-public:
+  public:
     float val = 0.0f;
 };
 
 class ITCBPoint3Key : public ITCBKey {
-public:
+  public:
     Point3 val;
 };
 
@@ -132,34 +140,34 @@ public:
 // the key's rotation is prev * Quat(val). An angle above half a turn spins the long way, whole
 // turns included; keys made by SetValue always take the short way. A zero axis is no rotation.
 class ITCBRotKey : public ITCBKey {
-public:
+  public:
     AngAxis val;
 };
 
 class ITCBScaleKey : public ITCBKey {
-public:
+  public:
     ScaleValue val;
 };
 
 // Linear keys. Rotation keys are absolute and interpolate the short way (slerp); a zero
 // quaternion is the identity.
 class ILinFloatKey : public IKey {
-public:
+  public:
     float val = 0.0f;
 };
 
 class ILinPoint3Key : public IKey {
-public:
+  public:
     Point3 val;
 };
 
 class ILinRotKey : public IKey {
-public:
+  public:
     Quat val;
 };
 
 class ILinScaleKey : public IKey {
-public:
+  public:
     ScaleValue val;
 };
 
@@ -185,7 +193,7 @@ constexpr DWORD TFLAG_RANGE_UNLOCKED = 1 << 1;
 // struct (GetKeySize bytes); passing another struct is undefined. Every edit is undoable while
 // theHold is holding and tells the controller's dependents (REFMSG_CHANGE).
 class IKeyControl {
-public:
+  public:
     virtual ~IKeyControl() = default;
     virtual int GetNumKeys() = 0;
     // Grows with default keys (time 0, value 0, smooth) or drops keys from the end.

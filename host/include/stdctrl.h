@@ -19,12 +19,12 @@ constexpr ULONG LININTERP_POSITION_CLASS_ID = 0x2002;
 constexpr ULONG LININTERP_ROTATION_CLASS_ID = 0x2003;
 constexpr ULONG LININTERP_SCALE_CLASS_ID = 0x2004;
 constexpr ULONG PRS_CONTROL_CLASS_ID = 0x2005;
-constexpr ULONG HYBRIDINTERP_FLOAT_CLASS_ID = 0x2007;     // Bezier Float
-constexpr ULONG HYBRIDINTERP_POSITION_CLASS_ID = 0x2008;  // Bezier Position
-constexpr ULONG HYBRIDINTERP_POINT3_CLASS_ID = 0x200A;    // Bezier Point3
-constexpr ULONG HYBRIDINTERP_SCALE_CLASS_ID = 0x2010;     // Bezier Scale
-constexpr ULONG HYBRIDINTERP_COLOR_CLASS_ID = 0x2011;     // Bezier Color (a point3 controller)
-constexpr ULONG EULER_CONTROL_CLASS_ID = 0x2012;          // Euler XYZ
+constexpr ULONG HYBRIDINTERP_FLOAT_CLASS_ID = 0x2007;    // Bezier Float
+constexpr ULONG HYBRIDINTERP_POSITION_CLASS_ID = 0x2008; // Bezier Position
+constexpr ULONG HYBRIDINTERP_POINT3_CLASS_ID = 0x200A;   // Bezier Point3
+constexpr ULONG HYBRIDINTERP_SCALE_CLASS_ID = 0x2010;    // Bezier Scale
+constexpr ULONG HYBRIDINTERP_COLOR_CLASS_ID = 0x2011;    // Bezier Color (a point3 controller)
+constexpr ULONG EULER_CONTROL_CLASS_ID = 0x2012;         // Euler XYZ
 constexpr ULONG POSITION_CONSTRAINT_CLASS_ID = 0x2019;
 constexpr ULONG TCBINTERP_FLOAT_CLASS_ID = 0x442311;
 constexpr ULONG TCBINTERP_POSITION_CLASS_ID = 0x442312;
@@ -36,8 +36,8 @@ constexpr ULONG POINT3LIST_CONTROL_CLASS_ID = 0x4B4B1001;
 constexpr ULONG POSLIST_CONTROL_CLASS_ID = 0x4B4B1002;
 constexpr ULONG ROTLIST_CONTROL_CLASS_ID = 0x4B4B1003;
 constexpr ULONG SCALELIST_CONTROL_CLASS_ID = 0x4B4B1004;
-constexpr Class_ID IPOS_CONTROL_CLASS_ID(0x118F7E02, 0xFFEE238A);    // Position XYZ
-constexpr Class_ID ISCALE_CONTROL_CLASS_ID(0x118F7C01, 0xFEEE238B);  // Scale XYZ
+constexpr Class_ID IPOS_CONTROL_CLASS_ID(0x118F7E02, 0xFFEE238A);   // Position XYZ
+constexpr Class_ID ISCALE_CONTROL_CLASS_ID(0x118F7C01, 0xFEEE238B); // Scale XYZ
 
 // ---- StdControl.
 //
@@ -57,11 +57,13 @@ constexpr Class_ID ISCALE_CONTROL_CLASS_ID(0x118F7C01, 0xFEEE238B);  // Scale XY
 // passes higher indices (minus its count) to StdControl's NumRefs/GetReference/SetReference,
 // and likewise for sub-anims. A subclass that does not will simply refuse curves.
 class StdControl : public Control {
-public:
+  public:
     StdControl() = default;
 
-    virtual void GetValueLocalTime(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) = 0;
-    virtual void SetValueLocalTime(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_ABSOLUTE) = 0;
+    virtual void GetValueLocalTime(TimeValue t, void* val, Interval& valid,
+                                   GetSetMethod method = CTRL_ABSOLUTE) = 0;
+    virtual void SetValueLocalTime(TimeValue t, void* val, int commit = 1,
+                                   GetSetMethod method = CTRL_ABSOLUTE) = 0;
 
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override;
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_ABSOLUTE) override;
@@ -116,7 +118,7 @@ public:
     IOResult Save(ISave* isave) override;
     IOResult Load(ILoad* iload) override;
 
-protected:
+  protected:
     void SetReference(int i, RefTargetHandle rtarg) override;
     // Copies ORTs and curve switches (not the curves) into `to`; for Clone.
     void CopyStdState(StdControl* to) const;
@@ -131,7 +133,7 @@ protected:
     // Loads one chunk StdControl wrote; answers false for a chunk that is not its own.
     bool LoadStdChunk(ILoad* iload, IOResult& res);
 
-private:
+  private:
     friend class host::StdControlRestore;
     bool AppendCurve(bool ease, Control* cont);
     void DeleteCurve(bool ease, int i);
@@ -187,7 +189,7 @@ private:
 constexpr ULONG I_EULERCTRL = 4992;
 
 class IEulerControl {
-public:
+  public:
     virtual ~IEulerControl() = default;
     // Host Euler order id (EULERTYPE_XYZ .. EULERTYPE_ZXZ).
     virtual int GetOrder() = 0;
@@ -208,7 +210,7 @@ inline IEulerControl* GetEulerControlInterface(Animatable* anim) {
 constexpr ULONG I_LISTCONTROL = 0x4B4B1100;
 
 class IListControl {
-public:
+  public:
     virtual ~IListControl() = default;
     virtual int GetListCount() = 0;
     // Index capped into the list. Undoable.
@@ -239,7 +241,7 @@ inline IListControl* GetIListControlInterface(Animatable* anim) {
 constexpr ULONG I_POSCONSTRAINT = 0x2019AB01;
 
 class IPosConstraint {
-public:
+  public:
     virtual ~IPosConstraint() = default;
     virtual int GetNumTargets() = 0;
     // Null for an index out of range.
@@ -259,4 +261,4 @@ namespace host {
 // Registers the ClassDesc2 of every standard controller with the ClassDirectory; runs at
 // library load, calling it again does nothing.
 void RegisterStandardControllers();
-}  // namespace host
+} // namespace host

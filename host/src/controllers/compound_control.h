@@ -16,7 +16,7 @@ namespace host::ctrl {
 constexpr USHORT COMPOUND_LOCK_CHUNK = 0x0200;
 
 class CompoundControl : public Control, public ILockedTrackImp {
-public:
+  public:
     explicit CompoundControl(int count) : subs_(size_t(count), nullptr) {}
 
     // The super class a sub-controller in slot i must have.
@@ -29,11 +29,14 @@ public:
     Animatable* SubAnim(int i) override { return Sub(i); }
     MSTR SubAnimName(int i, bool) override { return i >= 0 && i < NumSubs() ? SubName(i) : MSTR(); }
     int SubNumToRefNum(int subNum) override { return subNum >= 0 && subNum < NumSubs() ? subNum : -1; }
-    BOOL CanAssignController(int subAnim) override { return subAnim >= 0 && subAnim < NumSubs() ? TRUE : FALSE; }
+    BOOL CanAssignController(int subAnim) override {
+        return subAnim >= 0 && subAnim < NumSubs() ? TRUE : FALSE;
+    }
     // Any controller of the slot's super class; refused for a wrong super class or a cycle.
     BOOL AssignController(Animatable* control, int subAnim) override {
         auto* c = dynamic_cast<Control*>(control);
-        if (!c || subAnim < 0 || subAnim >= NumSubs() || c->SuperClassID() != SubSuperClass(subAnim)) return FALSE;
+        if (!c || subAnim < 0 || subAnim >= NumSubs() || c->SuperClassID() != SubSuperClass(subAnim))
+            return FALSE;
         if (ReplaceReference(subAnim, c) != REF_SUCCEED) return FALSE;
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CONTROLREF_CHANGE);
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
@@ -75,11 +78,21 @@ public:
             if (range.InInterval(t)) times.push_back(t);
         return times.Count();
     }
-    void AddNewKey(TimeValue t, DWORD flags) override { ForSubs([&](Control* c) { c->AddNewKey(t, flags); }); }
-    void DeleteKeyAtTime(TimeValue t) override { ForSubs([&](Control* c) { c->DeleteKeyAtTime(t); }); }
-    void DeleteKeys(DWORD flags) override { ForSubs([&](Control* c) { c->DeleteKeys(flags); }); }
-    void MoveKeys(TimeValue delta, DWORD flags) override { ForSubs([&](Control* c) { c->MoveKeys(delta, flags); }); }
-    void MapKeys(TimeMap* map, DWORD flags) override { ForSubs([&](Control* c) { c->MapKeys(map, flags); }); }
+    void AddNewKey(TimeValue t, DWORD flags) override {
+        ForSubs([&](Control* c) { c->AddNewKey(t, flags); });
+    }
+    void DeleteKeyAtTime(TimeValue t) override {
+        ForSubs([&](Control* c) { c->DeleteKeyAtTime(t); });
+    }
+    void DeleteKeys(DWORD flags) override {
+        ForSubs([&](Control* c) { c->DeleteKeys(flags); });
+    }
+    void MoveKeys(TimeValue delta, DWORD flags) override {
+        ForSubs([&](Control* c) { c->MoveKeys(delta, flags); });
+    }
+    void MapKeys(TimeMap* map, DWORD flags) override {
+        ForSubs([&](Control* c) { c->MapKeys(map, flags); });
+    }
     void SelectKeys(Interval range, DWORD flags) override {
         for (Control* c : subs_)
             if (c) c->SelectKeys(range, flags);
@@ -87,7 +100,9 @@ public:
     void CopyKeysFromTime(TimeValue src, TimeValue dst, DWORD flags) override {
         ForSubs([&](Control* c) { c->CopyKeysFromTime(src, dst, flags); });
     }
-    void DeleteTime(Interval iv, DWORD flags) override { ForSubs([&](Control* c) { c->DeleteTime(iv, flags); }); }
+    void DeleteTime(Interval iv, DWORD flags) override {
+        ForSubs([&](Control* c) { c->DeleteTime(iv, flags); });
+    }
     Interval GetTimeRange(DWORD flags) override {
         Interval r = NEVER;
         for (Control* c : subs_) {
@@ -99,8 +114,12 @@ public:
         }
         return r;
     }
-    void CommitValue(TimeValue t) override { ForSubs([&](Control* c) { c->CommitValue(t); }); }
-    void RestoreValue(TimeValue t) override { ForSubs([&](Control* c) { c->RestoreValue(t); }); }
+    void CommitValue(TimeValue t) override {
+        ForSubs([&](Control* c) { c->CommitValue(t); });
+    }
+    void RestoreValue(TimeValue t) override {
+        ForSubs([&](Control* c) { c->RestoreValue(t); });
+    }
 
     IOResult Save(ISave* isave) override {
         ULONG nw = 0;
@@ -111,7 +130,7 @@ public:
         return IO_OK;
     }
 
-protected:
+  protected:
     Control* Sub(int i) const { return i >= 0 && i < int(subs_.size()) ? subs_[size_t(i)] : nullptr; }
     void SetReference(int i, RefTargetHandle rtarg) override {
         if (i >= 0 && i < int(subs_.size())) subs_[size_t(i)] = dynamic_cast<Control*>(rtarg);
@@ -132,8 +151,7 @@ protected:
             to->ReplaceReference(i, remap.CloneRef(Sub(i)));
     }
     // Key edits on locked tracks are refused here, before they reach the sub-controllers.
-    template <class F>
-    void ForSubs(F&& f) {
+    template <class F> void ForSubs(F&& f) {
         if (GetLocked()) return;
         for (Control* c : subs_)
             if (c) f(c);
@@ -151,4 +169,4 @@ protected:
     std::vector<Control*> subs_;
 };
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -9,17 +9,19 @@
 
 namespace host::ctrl {
 
-// The descriptor of one standard controller class. Category "Standard", public.
-template <class C>
-class StdClassDesc : public ClassDesc2 {
-public:
+// The descriptor of one standard controller class. Category "Standard", public. Made once
+// and never freed: the class directory may be asked about classes until the process ends.
+template <class C> class StdClassDesc : public ClassDesc2 {
+  public:
     StdClassDesc(const MCHAR* display, const MCHAR* script, SClass_ID sc, Class_ID id)
         : display_(display), script_(script), superClass_(sc), classID_(id) {}
     int IsPublic() override { return 1; }
     // Compound controllers take `loading` and then leave their sub-controllers to the file.
     void* Create(BOOL loading) override {
-        if constexpr (std::is_constructible_v<C, bool>) return new C(loading != 0);
-        else return new C();
+        if constexpr (std::is_constructible_v<C, bool>)
+            return new C(loading != 0);
+        else
+            return new C();
     }
     const MCHAR* ClassName() override { return display_; }
     const MCHAR* NonLocalizedClassName() override { return script_; }
@@ -27,12 +29,16 @@ public:
     Class_ID ClassID() override { return classID_; }
     const MCHAR* Category() override { return L"Standard"; }
 
-private:
+  private:
     const MCHAR* display_;
     const MCHAR* script_;
     SClass_ID superClass_;
     Class_ID classID_;
 };
+
+// Keeps a descriptor for the life of the process (reachable from a plain static table, so
+// nothing tears it down before the last lookup) and answers it.
+ClassDesc* KeepDesc(ClassDesc* cd);
 
 // Each source file registers its own classes.
 void RegisterKeyframeClasses(host::ClassDirectory& dir);
@@ -49,4 +55,4 @@ Control* NewBezierScale();
 Control* NewEulerXYZ();
 Control* NewPRS();
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -1,5 +1,7 @@
 // The host's default controllers, controller cloning, and the registration of every
 // standard controller class.
+#include <memory>
+#include <vector>
 #include "controllers_internal.h"
 #include "stdctrl.h"
 
@@ -15,6 +17,13 @@ Control* CloneControl(Control* c, RemapDir* remap) {
     if (!c) return nullptr;
     if (remap) return dynamic_cast<Control*>(remap->CloneRef(c));
     return dynamic_cast<Control*>(CloneRefHierarchy(c));
+}
+
+ClassDesc* host::ctrl::KeepDesc(ClassDesc* cd) {
+    // descriptors live as long as the process; holding them keeps leak checkers quiet
+    static std::vector<std::unique_ptr<ClassDesc>> kept;
+    kept.emplace_back(cd);
+    return cd;
 }
 
 void host::RegisterStandardControllers() {
@@ -34,4 +43,4 @@ namespace {
 const struct AutoRegister {
     AutoRegister() { host::RegisterStandardControllers(); }
 } g_autoRegister;
-}  // namespace
+} // namespace

@@ -11,7 +11,7 @@ Point3 LogOfRelative(const AngAxis& aa) {
     if (ax == Point3()) return Point3();
     return ax * (aa.angle * 0.5f);
 }
-}  // namespace
+} // namespace
 
 void TCBRotEngine::Build(const std::vector<ITCBRotKey>& keys) {
     const int n = int(keys.size());
@@ -29,7 +29,8 @@ void TCBRotEngine::Build(const std::vector<ITCBRotKey>& keys) {
     std::vector<Point3> td(static_cast<size_t>(n)), ts(static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
         const ITCBRotKey& k = keys[size_t(i)];
-        const float T = Clamp(k.tens, -1.0f, 1.0f), C = Clamp(k.cont, -1.0f, 1.0f), B = Clamp(k.bias, -1.0f, 1.0f);
+        const float T = Clamp(k.tens, -1.0f, 1.0f), C = Clamp(k.cont, -1.0f, 1.0f),
+                    B = Clamp(k.bias, -1.0f, 1.0f);
         const bool hasPrev = i > 0, hasNext = i + 1 < n;
         const Point3 gIn = hasPrev ? logs_[size_t(i)] : Point3();
         const Point3 gOut = hasNext ? logs_[size_t(i + 1)] : Point3();
@@ -39,8 +40,12 @@ void TCBRotEngine::Build(const std::vector<ITCBRotKey>& keys) {
             const double sum = dtIn + dtOut;
             const float adjIn = sum > 0.0 ? float(2.0 * dtIn / sum) : 1.0f;
             const float adjOut = sum > 0.0 ? float(2.0 * dtOut / sum) : 1.0f;
-            td[size_t(i)] = (gIn * ((1 - T) * (1 - C) * (1 + B) * 0.5f) + gOut * ((1 - T) * (1 + C) * (1 - B) * 0.5f)) * adjIn;
-            ts[size_t(i)] = (gIn * ((1 - T) * (1 + C) * (1 + B) * 0.5f) + gOut * ((1 - T) * (1 - C) * (1 - B) * 0.5f)) * adjOut;
+            td[size_t(i)] =
+                (gIn * ((1 - T) * (1 - C) * (1 + B) * 0.5f) + gOut * ((1 - T) * (1 + C) * (1 - B) * 0.5f)) *
+                adjIn;
+            ts[size_t(i)] =
+                (gIn * ((1 - T) * (1 + C) * (1 + B) * 0.5f) + gOut * ((1 - T) * (1 - C) * (1 - B) * 0.5f)) *
+                adjOut;
         } else {
             td[size_t(i)] = gIn * (1 - T);
             ts[size_t(i)] = gOut * (1 - T);
@@ -85,8 +90,10 @@ void TCBRotEngine::Eval(TimeValue t, Quat& out) const {
         return;
     }
     const float s = Ease(SegmentFraction(t, times_[size_t(i)], sg.invDt), sg.easeA, sg.easeB);
-    if (sg.spin) out = SafeUnit(abs_[size_t(i)] * QFromAngAxis(sg.angle * s, sg.axis));
-    else out = Squad(abs_[size_t(i)], sg.a, sg.b, abs_[size_t(i + 1)], s);
+    if (sg.spin)
+        out = SafeUnit(abs_[size_t(i)] * QFromAngAxis(sg.angle * s, sg.axis));
+    else
+        out = Squad(abs_[size_t(i)], sg.a, sg.b, abs_[size_t(i + 1)], s);
 }
 
 void LinRotEngine::Build(const std::vector<ILinRotKey>& keys) {
@@ -121,7 +128,8 @@ void LinRotEngine::Eval(TimeValue t, Quat& out) const {
         out = vals_[size_t(i)];
         return;
     }
-    out = Slerp(vals_[size_t(i)], vals_[size_t(i + 1)], SegmentFraction(t, times_[size_t(i)], invDt_[size_t(i)]));
+    out = Slerp(vals_[size_t(i)], vals_[size_t(i + 1)],
+                SegmentFraction(t, times_[size_t(i)], invDt_[size_t(i)]));
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

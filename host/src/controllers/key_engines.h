@@ -19,22 +19,18 @@
 namespace host::ctrl {
 
 // Float channels of a value: float 1, Point3 3, ScaleValue 3 (its factors).
-template <class V>
-struct Chan;
-template <>
-struct Chan<float> {
+template <class V> struct Chan;
+template <> struct Chan<float> {
     static constexpr int N = 1;
     static float* P(float& v) { return &v; }
     static const float* P(const float& v) { return &v; }
 };
-template <>
-struct Chan<Point3> {
+template <> struct Chan<Point3> {
     static constexpr int N = 3;
     static float* P(Point3& v) { return &v.x; }
     static const float* P(const Point3& v) { return &v.x; }
 };
-template <>
-struct Chan<ScaleValue> {
+template <> struct Chan<ScaleValue> {
     static constexpr int N = 3;
     static float* P(ScaleValue& v) { return &v.s.x; }
     static const float* P(const ScaleValue& v) { return &v.s.x; }
@@ -97,9 +93,8 @@ inline float EaseSlopeAtEnd(bool atEnd, float a, float b) {
 // lengths (a third of the segment each way) time is the curve parameter; with other lengths
 // the handles move in time too and the parameter is solved for the time.
 
-template <class Key, class V>
-class BezierEngine {
-public:
+template <class Key, class V> class BezierEngine {
+  public:
     static constexpr int N = Chan<V>::N;
     using KeyType = Key;
     using Value = V;
@@ -115,14 +110,17 @@ public:
         for (int i = 0; i < n; ++i) {
             times_[size_t(i)] = keys[size_t(i)].time;
             const float* v = Chan<V>::P(keys[size_t(i)].val);
-            for (int c = 0; c < N; ++c) vals_[size_t(i)][size_t(c)] = v[c];
+            for (int c = 0; c < N; ++c)
+                vals_[size_t(i)][size_t(c)] = v[c];
             if constexpr (std::is_same_v<V, ScaleValue>) {
                 axes_[size_t(i)] = SafeUnit(keys[size_t(i)].val.q);
                 if (i > 0) axes_[size_t(i)].MakeClosest(axes_[size_t(i - 1)]);
             }
         }
-        for (int i = 0; i < n; ++i) BuildTangents(keys, i);
-        for (int i = 0; i + 1 < n; ++i) BuildSegment(keys, i);
+        for (int i = 0; i < n; ++i)
+            BuildTangents(keys, i);
+        for (int i = 0; i + 1 < n; ++i)
+            BuildSegment(keys, i);
         hint_ = 0;
     }
 
@@ -134,8 +132,10 @@ public:
         const int n = Count();
         float* o = Chan<V>::P(out);
         int i;
-        if (n == 1 || t <= times_[0]) i = 0;
-        else if (t >= times_[size_t(n - 1)]) i = n - 1;
+        if (n == 1 || t <= times_[0])
+            i = 0;
+        else if (t >= times_[size_t(n - 1)])
+            i = n - 1;
         else {
             i = FindSegment(times_.data(), n, t, hint_);
             const Seg& sg = segs_[size_t(i)];
@@ -145,11 +145,13 @@ public:
                     float s = sg.mode == kCubic ? u : SolveParam(u, sg.x1[c], sg.x2[c]);
                     o[c] = ((sg.c[c][3] * s + sg.c[c][2]) * s + sg.c[c][1]) * s + sg.c[c][0];
                 }
-                if constexpr (std::is_same_v<V, ScaleValue>) out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], u);
+                if constexpr (std::is_same_v<V, ScaleValue>)
+                    out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], u);
                 return;
             }
         }
-        for (int c = 0; c < N; ++c) o[c] = vals_[size_t(i)][size_t(c)];
+        for (int c = 0; c < N; ++c)
+            o[c] = vals_[size_t(i)][size_t(c)];
         if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
     }
 
@@ -163,10 +165,12 @@ public:
         float* d = Chan<V>::P(delta);
         if (atEnd) {
             if (segs_[size_t(n - 2)].mode == kStep) return;
-            for (int c = 0; c < N; ++c) d[c] = -eff_[size_t(n - 1)].in[c];
+            for (int c = 0; c < N; ++c)
+                d[c] = -eff_[size_t(n - 1)].in[c];
         } else {
             if (segs_[0].mode == kStep) return;
-            for (int c = 0; c < N; ++c) d[c] = eff_[0].out[c];
+            for (int c = 0; c < N; ++c)
+                d[c] = eff_[0].out[c];
         }
     }
 
@@ -197,7 +201,7 @@ public:
         return SetOutTanType(SetInTanType(0, in), out);
     }
 
-private:
+  private:
     enum : uint8_t { kCubic = 0, kStep = 1, kHandles = 2 };
     struct Seg {
         float invDt = 0.0f;
@@ -206,7 +210,7 @@ private:
         float x1[N] = {}, x2[N] = {};
     };
     struct Eff {
-        float in[N] = {}, out[N] = {};  // intan (backward) and outtan, per tick
+        float in[N] = {}, out[N] = {}; // intan (backward) and outtan, per tick
         float inLen[N] = {}, outLen[N] = {};
     };
 
@@ -219,8 +223,10 @@ private:
             const float x = 3.0f * is * is * s * x1 + 3.0f * is * s * s * x2 + s * s * s;
             const float err = x - u;
             if (std::fabs(err) < 1e-7f) break;
-            if (err > 0.0f) hi = s;
-            else lo = s;
+            if (err > 0.0f)
+                hi = s;
+            else
+                lo = s;
             const float dx = 3.0f * is * is * x1 + 6.0f * is * s * (x2 - x1) + 3.0f * s * s * (1.0f - x2);
             float ns = dx > 1e-6f ? s - err / dx : 0.5f * (lo + hi);
             if (!(ns > lo && ns < hi)) ns = 0.5f * (lo + hi);
@@ -249,23 +255,29 @@ private:
             double smooth;
             if (hasPrev && hasNext)
                 smooth = (vals_[size_t(i + 1)][size_t(c)] - vals_[size_t(i - 1)][size_t(c)]) / (dtIn + dtOut);
-            else smooth = hasPrev ? sIn : sOut;
+            else
+                smooth = hasPrev ? sIn : sOut;
             auto slopeOf = [&](int type, bool inSide) -> double {
                 const double lin = inSide ? (hasPrev ? sIn : sOut) : (hasNext ? sOut : sIn);
                 switch (type) {
-                    case BEZKEY_LINEAR: return lin;
-                    case BEZKEY_FAST: return 2.0 * lin;
-                    case BEZKEY_STEP:
-                    case BEZKEY_SLOW: return 0.0;
-                    case BEZKEY_AUTO: {
-                        if (!(hasPrev && hasNext)) return lin;
-                        if (sIn * sOut <= 0.0) return 0.0;
-                        const double limit = 3.0 * std::min(std::fabs(sIn), std::fabs(sOut));
-                        return std::clamp(smooth, -limit, limit);
-                    }
-                    case BEZKEY_USER: return inSide ? -double(kin[c]) : double(kout[c]);
-                    case BEZKEY_SMOOTH:
-                    default: return smooth;
+                case BEZKEY_LINEAR:
+                    return lin;
+                case BEZKEY_FAST:
+                    return 2.0 * lin;
+                case BEZKEY_STEP:
+                case BEZKEY_SLOW:
+                    return 0.0;
+                case BEZKEY_AUTO: {
+                    if (!(hasPrev && hasNext)) return lin;
+                    if (sIn * sOut <= 0.0) return 0.0;
+                    const double limit = 3.0 * std::min(std::fabs(sIn), std::fabs(sOut));
+                    return std::clamp(smooth, -limit, limit);
+                }
+                case BEZKEY_USER:
+                    return inSide ? -double(kin[c]) : double(kout[c]);
+                case BEZKEY_SMOOTH:
+                default:
+                    return smooth;
                 }
             };
             e.in[c] = float(-slopeOf(inType, true));
@@ -298,7 +310,8 @@ private:
             sg.c[c][3] = float(p3 - p0 + 3.0 * (p1 - p2));
             sg.x1[c] = a.outLen[c];
             sg.x2[c] = 1.0f - b.inLen[c];
-            if (std::fabs(a.outLen[c] - BEZ_DEFAULT_LENGTH) > 1e-5f || std::fabs(b.inLen[c] - BEZ_DEFAULT_LENGTH) > 1e-5f)
+            if (std::fabs(a.outLen[c] - BEZ_DEFAULT_LENGTH) > 1e-5f ||
+                std::fabs(b.inLen[c] - BEZ_DEFAULT_LENGTH) > 1e-5f)
                 sg.mode = kHandles;
         }
     }
@@ -315,9 +328,8 @@ private:
 // TCB (Kochanek-Bartels) on float channels: Hermite segments whose tangents come from tension,
 // continuity and bias, scaled for uneven key spacing, and eased in time.
 
-template <class Key, class V>
-class TCBEngine {
-public:
+template <class Key, class V> class TCBEngine {
+  public:
     static constexpr int N = Chan<V>::N;
     using KeyType = Key;
     using Value = V;
@@ -336,7 +348,8 @@ public:
         for (int i = 0; i < n; ++i) {
             times_[size_t(i)] = keys[size_t(i)].time;
             const float* v = Chan<V>::P(keys[size_t(i)].val);
-            for (int c = 0; c < N; ++c) vals_[size_t(i)][size_t(c)] = v[c];
+            for (int c = 0; c < N; ++c)
+                vals_[size_t(i)][size_t(c)] = v[c];
             if constexpr (std::is_same_v<V, ScaleValue>) {
                 axes_[size_t(i)] = SafeUnit(keys[size_t(i)].val.q);
                 if (i > 0) axes_[size_t(i)].MakeClosest(axes_[size_t(i - 1)]);
@@ -345,7 +358,8 @@ public:
         // Interior keys.
         for (int i = 1; i + 1 < n; ++i) {
             const Key& k = keys[size_t(i)];
-            const float T = Clamp(k.tens, -1.0f, 1.0f), C = Clamp(k.cont, -1.0f, 1.0f), B = Clamp(k.bias, -1.0f, 1.0f);
+            const float T = Clamp(k.tens, -1.0f, 1.0f), C = Clamp(k.cont, -1.0f, 1.0f),
+                        B = Clamp(k.bias, -1.0f, 1.0f);
             const double dtIn = std::max(0.0, double(times_[size_t(i)]) - times_[size_t(i - 1)]);
             const double dtOut = std::max(0.0, double(times_[size_t(i + 1)]) - times_[size_t(i)]);
             const double sum = dtIn + dtOut;
@@ -372,7 +386,8 @@ public:
                     td[1][size_t(c)] = float(gn * (1 - Tn));
                 } else {
                     ts[0][size_t(c)] = float((g0 * 1.5 - td[1][size_t(c)] * 0.5) * (1 - T0));
-                    td[size_t(n - 1)][size_t(c)] = float((gn * 1.5 - ts[size_t(n - 2)][size_t(c)] * 0.5) * (1 - Tn));
+                    td[size_t(n - 1)][size_t(c)] =
+                        float((gn * 1.5 - ts[size_t(n - 2)][size_t(c)] * 0.5) * (1 - Tn));
                 }
             }
         }
@@ -407,20 +422,25 @@ public:
         const int n = Count();
         float* o = Chan<V>::P(out);
         int i;
-        if (n == 1 || t <= times_[0]) i = 0;
-        else if (t >= times_[size_t(n - 1)]) i = n - 1;
+        if (n == 1 || t <= times_[0])
+            i = 0;
+        else if (t >= times_[size_t(n - 1)])
+            i = n - 1;
         else {
             i = FindSegment(times_.data(), n, t, hint_);
             const Seg& sg = segs_[size_t(i)];
             if (!sg.hold) {
                 const float u = SegmentFraction(t, times_[size_t(i)], sg.invDt);
                 const float s = Ease(u, sg.easeA, sg.easeB);
-                for (int c = 0; c < N; ++c) o[c] = ((sg.c[c][3] * s + sg.c[c][2]) * s + sg.c[c][1]) * s + sg.c[c][0];
-                if constexpr (std::is_same_v<V, ScaleValue>) out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], s);
+                for (int c = 0; c < N; ++c)
+                    o[c] = ((sg.c[c][3] * s + sg.c[c][2]) * s + sg.c[c][1]) * s + sg.c[c][0];
+                if constexpr (std::is_same_v<V, ScaleValue>)
+                    out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], s);
                 return;
             }
         }
-        for (int c = 0; c < N; ++c) o[c] = vals_[size_t(i)][size_t(c)];
+        for (int c = 0; c < N; ++c)
+            o[c] = vals_[size_t(i)][size_t(c)];
         if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
     }
 
@@ -441,7 +461,7 @@ public:
     void FillKey(int, Key&) const {}
     static DWORD NewKeyFlags() { return 0; }
 
-private:
+  private:
     struct Seg {
         float invDt = 0.0f;
         bool hold = true;
@@ -459,9 +479,8 @@ private:
 // ---------------------------------------------------------------------------------------------
 // Linear on float channels.
 
-template <class Key, class V>
-class LinearEngine {
-public:
+template <class Key, class V> class LinearEngine {
+  public:
     static constexpr int N = Chan<V>::N;
     using KeyType = Key;
     using Value = V;
@@ -514,14 +533,16 @@ public:
         const int n = Count();
         if (n < 2) return;
         const int i = atEnd ? n - 2 : 0;
-        if constexpr (std::is_same_v<V, ScaleValue>) delta.s = (vals_[size_t(i + 1)].s - vals_[size_t(i)].s) * invDt_[size_t(i)];
-        else delta = (vals_[size_t(i + 1)] - vals_[size_t(i)]) * invDt_[size_t(i)];
+        if constexpr (std::is_same_v<V, ScaleValue>)
+            delta.s = (vals_[size_t(i + 1)].s - vals_[size_t(i)].s) * invDt_[size_t(i)];
+        else
+            delta = (vals_[size_t(i + 1)] - vals_[size_t(i)]) * invDt_[size_t(i)];
     }
 
     void FillKey(int, Key&) const {}
     static DWORD NewKeyFlags() { return 0; }
 
-private:
+  private:
     void Pick(int i, V& out) const {
         out = vals_[size_t(i)];
         if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
@@ -545,8 +566,7 @@ inline Quat ExpV(const Point3& v) {
 }
 
 // Rate at an end of a rotation track by a short difference (a delta over `ticks`).
-template <class Engine>
-void QuatEndSlope(const Engine& e, bool atEnd, Quat& delta, double& ticks) {
+template <class Engine> void QuatEndSlope(const Engine& e, bool atEnd, Quat& delta, double& ticks) {
     delta = Quat();
     ticks = 1.0;
     const int n = e.Count();
@@ -572,7 +592,7 @@ void QuatEndSlope(const Engine& e, bool atEnd, Quat& delta, double& ticks) {
 // TCB rotation: relative AngAxis keys; squad between absolute key rotations with TCB control
 // points in log space; a segment turning more than half a turn spins about its axis instead.
 class TCBRotEngine {
-public:
+  public:
     using KeyType = ITCBRotKey;
     using Value = Quat;
     static constexpr bool kHasTangents = false;
@@ -589,7 +609,7 @@ public:
     // Absolute rotation of key i (after Build).
     const Quat& Absolute(int i) const { return abs_[size_t(i)]; }
 
-private:
+  private:
     struct Seg {
         float invDt = 0.0f;
         bool hold = true;
@@ -597,18 +617,18 @@ private:
         float easeA = 0.0f, easeB = 0.0f;
         Point3 axis;
         float angle = 0.0f;
-        Quat a, b;  // squad inner points
+        Quat a, b; // squad inner points
     };
     std::vector<TimeValue> times_;
     std::vector<Quat> abs_;
     std::vector<Seg> segs_;
-    std::vector<Point3> logs_;  // per key i > 0: log of its relative rotation
+    std::vector<Point3> logs_; // per key i > 0: log of its relative rotation
     mutable int hint_ = 0;
 };
 
 // Linear rotation: absolute keys, slerp the short way.
 class LinRotEngine {
-public:
+  public:
     using KeyType = ILinRotKey;
     using Value = Quat;
     static constexpr bool kHasTangents = false;
@@ -623,11 +643,11 @@ public:
     void FillKey(int, ILinRotKey&) const {}
     static DWORD NewKeyFlags() { return 0; }
 
-private:
+  private:
     std::vector<TimeValue> times_;
     std::vector<Quat> vals_;
     std::vector<float> invDt_;
     mutable int hint_ = 0;
 };
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -27,11 +27,12 @@ constexpr USHORT KF_LOCK_CHUNK = 0x0130;
 
 // How keys of each kind hold their value. Most store it as is; TCB rotation keys store it
 // relative to the previous key, so edits go through absolute rotations.
-template <class Key, class Engine>
-struct KeyValueOps {
+template <class Key, class Engine> struct KeyValueOps {
     using V = decltype(Key::val);
     static V Absolute(const std::vector<Key>& keys, const Engine&, int i) { return keys[size_t(i)].val; }
-    static void SetAbsolute(std::vector<Key>& keys, const Engine&, int i, const V& v) { keys[size_t(i)].val = v; }
+    static void SetAbsolute(std::vector<Key>& keys, const Engine&, int i, const V& v) {
+        keys[size_t(i)].val = v;
+    }
     static void Insert(std::vector<Key>& keys, const Engine&, int idx, const Key& k, const V& v) {
         Key nk = k;
         nk.val = v;
@@ -43,24 +44,29 @@ struct KeyValueOps {
     static void OffsetAll(std::vector<Key>& keys, const V& from, const V& to) {
         if constexpr (std::is_same_v<V, Quat>) {
             const Quat d = SafeUnit(to * Inverse(from));
-            for (Key& k : keys) k.val = SafeUnit(d * SafeUnit(k.val));
+            for (Key& k : keys)
+                k.val = SafeUnit(d * SafeUnit(k.val));
         } else if constexpr (std::is_same_v<V, ScaleValue>) {
             for (Key& k : keys)
                 for (int c = 0; c < 3; ++c) {
-                    if (from.s[c] != 0.0f) k.val.s[c] *= to.s[c] / from.s[c];
-                    else k.val.s[c] += to.s[c] - from.s[c];
+                    if (from.s[c] != 0.0f)
+                        k.val.s[c] *= to.s[c] / from.s[c];
+                    else
+                        k.val.s[c] += to.s[c] - from.s[c];
                 }
         } else {
             const V d = to - from;
-            for (Key& k : keys) k.val = k.val + d;
+            for (Key& k : keys)
+                k.val = k.val + d;
         }
     }
 };
 
-template <>
-struct KeyValueOps<ITCBRotKey, TCBRotEngine> {
+template <> struct KeyValueOps<ITCBRotKey, TCBRotEngine> {
     using V = Quat;
-    static Quat Absolute(const std::vector<ITCBRotKey>&, const TCBRotEngine& e, int i) { return e.Absolute(i); }
+    static Quat Absolute(const std::vector<ITCBRotKey>&, const TCBRotEngine& e, int i) {
+        return e.Absolute(i);
+    }
     static AngAxis Shortest(const Quat& from, const Quat& to) {
         Quat r = SafeUnit(Inverse(from) * to);
         if (r.w < 0.0f) r = -r;
@@ -72,7 +78,8 @@ struct KeyValueOps<ITCBRotKey, TCBRotEngine> {
     }
     static std::vector<Quat> All(const std::vector<ITCBRotKey>& keys, const TCBRotEngine& e) {
         std::vector<Quat> abs(keys.size());
-        for (size_t i = 0; i < keys.size(); ++i) abs[i] = e.Absolute(int(i));
+        for (size_t i = 0; i < keys.size(); ++i)
+            abs[i] = e.Absolute(int(i));
         return abs;
     }
     static void SetAbsolute(std::vector<ITCBRotKey>& keys, const TCBRotEngine& e, int i, const Quat& v) {
@@ -96,10 +103,12 @@ struct KeyValueOps<ITCBRotKey, TCBRotEngine> {
     static void AfterReorder(std::vector<ITCBRotKey>& keys, const std::vector<Quat>& absBefore,
                              const std::vector<int>& kept) {
         bool same = true;
-        for (size_t j = 0; j < kept.size(); ++j) same = same && kept[j] == int(j);
+        for (size_t j = 0; j < kept.size(); ++j)
+            same = same && kept[j] == int(j);
         if (same) return;
         std::vector<Quat> abs(kept.size());
-        for (size_t j = 0; j < kept.size(); ++j) abs[j] = absBefore[size_t(kept[j])];
+        for (size_t j = 0; j < kept.size(); ++j)
+            abs[j] = absBefore[size_t(kept[j])];
         Relink(keys, abs, 0, int(keys.size()) - 1);
     }
     static void OffsetAll(std::vector<ITCBRotKey>& keys, const Quat& from, const Quat& to) {
@@ -117,7 +126,7 @@ struct KeyframeInfo {
 
 template <class Engine, const KeyframeInfo& Info>
 class KeyframeControl : public StdControl, public IKeyControl, public ILockedTrackImp {
-public:
+  public:
     using Key = typename Engine::KeyType;
     using V = typename Engine::Value;
     using VOps = KeyValueOps<Key, Engine>;
@@ -141,50 +150,63 @@ public:
         }
         V v;
         if (!dirty_ && !keys_.empty() && t > engine_.First() && t < engine_.Last()) {
-            engine_.Eval(t, v);  // between keys: the common case, kept short
+            engine_.Eval(t, v); // between keys: the common case, kept short
             valid &= Interval(t, t);
         } else {
             Evaluate(t, v, valid);
         }
-        if (method == CTRL_RELATIVE) ApplyRelative(Info.superClass, val, v);
-        else *static_cast<V*>(val) = v;
+        if (method == CTRL_RELATIVE)
+            ApplyRelative(Info.superClass, val, v);
+        else
+            *static_cast<V*>(val) = v;
     }
 
-    void GetValueLocalTime(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override {
+    void GetValueLocalTime(TimeValue t, void* val, Interval& valid,
+                           GetSetMethod method = CTRL_ABSOLUTE) override {
         V v;
         EvaluateInRange(t, v, valid);
-        if (method == CTRL_RELATIVE) ApplyRelative(Info.superClass, val, v);
-        else *static_cast<V*>(val) = v;
+        if (method == CTRL_RELATIVE)
+            ApplyRelative(Info.superClass, val, v);
+        else
+            *static_cast<V*>(val) = v;
     }
 
     void Extrapolate(Interval range, TimeValue t, void* val, Interval& valid, int type) override {
         V v;
         Prepare();
         if (keys_.empty() ||
-            !OrtEval(t, v, valid, range, type, type, [this](TimeValue tt, V& o) { engine_.Eval(tt, o); },
-                     [this](bool atEnd, V& d, double& ticks) { engine_.EndSlope(atEnd, d, ticks); }))
+            !OrtEval(
+                t, v, valid, range, type, type, [this](TimeValue tt, V& o) { engine_.Eval(tt, o); },
+                [this](bool atEnd, V& d, double& ticks) { engine_.EndSlope(atEnd, d, ticks); }))
             EvaluateInRange(t, v, valid);
         *static_cast<V*>(val) = v;
     }
 
-    void SetValueLocalTime(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_ABSOLUTE) override {
+    void SetValueLocalTime(TimeValue t, void* val, int commit = 1,
+                           GetSetMethod method = CTRL_ABSOLUTE) override {
         if (!val) return;
         Interval iv = FOREVER;
         V cur;
         Evaluate(t, cur, iv);
-        const V target = method == CTRL_RELATIVE ? CombineRelativeSet(cur, val) : ReadSetValue(val, static_cast<V*>(nullptr));
+        const V target = method == CTRL_RELATIVE ? CombineRelativeSet(cur, val)
+                                                 : ReadSetValue(val, static_cast<V*>(nullptr));
         if (commit == 0 && !drag_) drag_ = std::make_unique<State>(Snapshot());
         if (commit != 0) drag_.reset();
         HoldTrack();
         if (keys_.empty()) {
-            if (Animating()) InsertKey(t, target);
-            else value_ = target;
+            if (Animating())
+                InsertKey(t, target);
+            else
+                value_ = target;
         } else {
             const int k = KeyIndexAt(t);
             Prepare();
-            if (k >= 0) VOps::SetAbsolute(keys_, engine_, k, target);
-            else if (Animating()) InsertKey(t, target);
-            else VOps::OffsetAll(keys_, cur, target);
+            if (k >= 0)
+                VOps::SetAbsolute(keys_, engine_, k, target);
+            else if (Animating())
+                InsertKey(t, target);
+            else
+                VOps::OffsetAll(keys_, cur, target);
         }
         Changed();
     }
@@ -275,7 +297,8 @@ public:
         }
         if (flags & TRACK_SLIDEUNSEL)
             for (size_t i = 0; i < keys_.size(); ++i)
-                if (!move[i] && ((flags & TRACK_RIGHTTOLEFT) ? keys_[i].time < lo : keys_[i].time > hi)) move[i] = 1;
+                if (!move[i] && ((flags & TRACK_RIGHTTOLEFT) ? keys_[i].time < lo : keys_[i].time > hi))
+                    move[i] = 1;
         if (std::find(move.begin(), move.end(), 1) == move.end()) return;
         HoldTrack();
         for (size_t i = 0; i < keys_.size(); ++i)
@@ -315,7 +338,8 @@ public:
         return InRange(index) && (keys_[size_t(index)].flags & IKEY_SELECTED) ? TRUE : FALSE;
     }
     int NumSelKeys() override {
-        return int(std::count_if(keys_.begin(), keys_.end(), [](const Key& k) { return (k.flags & IKEY_SELECTED) != 0; }));
+        return int(std::count_if(keys_.begin(), keys_.end(),
+                                 [](const Key& k) { return (k.flags & IKEY_SELECTED) != 0; }));
     }
 
     // The span of the keys (TIMERANGE_SELONLY: of the selected ones); NEVER without keys.
@@ -334,8 +358,10 @@ public:
         HoldTrack();
         const int k = KeyIndexAt(dst);
         Prepare();
-        if (k >= 0) VOps::SetAbsolute(keys_, engine_, k, v);
-        else InsertKey(dst, v);
+        if (k >= 0)
+            VOps::SetAbsolute(keys_, engine_, k, v);
+        else
+            InsertKey(dst, v);
         Changed();
     }
 
@@ -345,7 +371,8 @@ public:
         RemoveKeys([&iv](const Key& k) { return iv.InInterval(k.time); });
         const TimeValue shift = iv.End() - iv.Start();
         bool any = false;
-        for (const Key& k : keys_) any = any || k.time > iv.End();
+        for (const Key& k : keys_)
+            any = any || k.time > iv.End();
         if (!any || shift == 0) return;
         HoldTrack();
         for (Key& k : keys_)
@@ -387,7 +414,8 @@ public:
     void SortKeys() override {
         if (keys_.size() < 2) return;
         bool sorted = true;
-        for (size_t i = 1; i < keys_.size(); ++i) sorted = sorted && keys_[i - 1].time < keys_[i].time;
+        for (size_t i = 1; i < keys_.size(); ++i)
+            sorted = sorted && keys_[i - 1].time < keys_[i].time;
         if (sorted) return;
         HoldTrack();
         SortKeysWithPriority(std::vector<char>(keys_.size(), 0));
@@ -439,26 +467,32 @@ public:
         while ((res = iload->OpenChunk()) == IO_OK) {
             if (!LoadStdChunk(iload, res)) {
                 switch (iload->CurChunkID()) {
-                    case KF_VALUE_CHUNK: res = iload->Read(&value_, sizeof(V), &nr); break;
-                    case KF_KEYS_CHUNK: {
-                        int32_t n = 0;
-                        res = iload->Read(&n, sizeof(n), &nr);
-                        if (res == IO_OK && (n < 0 || uint64_t(n) * sizeof(Key) != uint64_t(iload->CurChunkLength()) - sizeof(n)))
-                            res = IO_ERROR;
-                        if (res == IO_OK) {
-                            keys_.resize(size_t(n));
-                            if (n > 0) res = iload->Read(keys_.data(), ULONG(sizeof(Key) * size_t(n)), &nr);
-                        }
-                        break;
+                case KF_VALUE_CHUNK:
+                    res = iload->Read(&value_, sizeof(V), &nr);
+                    break;
+                case KF_KEYS_CHUNK: {
+                    int32_t n = 0;
+                    res = iload->Read(&n, sizeof(n), &nr);
+                    if (res == IO_OK &&
+                        (n < 0 || uint64_t(n) * sizeof(Key) != uint64_t(iload->CurChunkLength()) - sizeof(n)))
+                        res = IO_ERROR;
+                    if (res == IO_OK) {
+                        keys_.resize(size_t(n));
+                        if (n > 0) res = iload->Read(keys_.data(), ULONG(sizeof(Key) * size_t(n)), &nr);
                     }
-                    case KF_TRACKFLAGS_CHUNK: res = iload->Read(&trackFlags_, sizeof(trackFlags_), &nr); break;
-                    case KF_LOCK_CHUNK: {
-                        int32_t locked = 0;
-                        res = iload->Read(&locked, sizeof(locked), &nr);
-                        mLocked = locked != 0;
-                        break;
-                    }
-                    default: break;
+                    break;
+                }
+                case KF_TRACKFLAGS_CHUNK:
+                    res = iload->Read(&trackFlags_, sizeof(trackFlags_), &nr);
+                    break;
+                case KF_LOCK_CHUNK: {
+                    int32_t locked = 0;
+                    res = iload->Read(&locked, sizeof(locked), &nr);
+                    mLocked = locked != 0;
+                    break;
+                }
+                default:
+                    break;
                 }
             }
             iload->CloseChunk();
@@ -471,7 +505,7 @@ public:
     // ---- Internal access for tests of the host.
     const std::vector<Key>& Keys() const { return keys_; }
 
-private:
+  private:
     struct State {
         std::vector<Key> keys;
         V value;
@@ -480,14 +514,17 @@ private:
     friend class KeyTableRestore<KeyframeControl, State>;
 
     static void InitValue(V& v) {
-        if constexpr (std::is_same_v<V, float>) v = 0.0f;
-        else v = V();
+        if constexpr (std::is_same_v<V, float>)
+            v = 0.0f;
+        else
+            v = V();
     }
     // Multi-channel keys select every channel with the key.
     static DWORD SelBits() {
         if constexpr (std::is_same_v<V, Point3> || std::is_same_v<V, ScaleValue>)
             return IKEY_SELECTED | IKEY_XSEL | IKEY_YSEL | IKEY_ZSEL;
-        else return IKEY_SELECTED;
+        else
+            return IKEY_SELECTED;
     }
 
     bool InRange(int i) const { return i >= 0 && i < int(keys_.size()); }
@@ -519,9 +556,12 @@ private:
         Prepare();
         engine_.Eval(t, v);
         const TimeValue first = engine_.First(), last = engine_.Last();
-        if (t <= first && EffectiveORT(ORT_BEFORE) == ORT_CONSTANT) valid &= Interval(TIME_NegInfinity, first);
-        else if (t >= last && EffectiveORT(ORT_AFTER) == ORT_CONSTANT) valid &= Interval(last, TIME_PosInfinity);
-        else valid &= Interval(t, t);
+        if (t <= first && EffectiveORT(ORT_BEFORE) == ORT_CONSTANT)
+            valid &= Interval(TIME_NegInfinity, first);
+        else if (t >= last && EffectiveORT(ORT_AFTER) == ORT_CONSTANT)
+            valid &= Interval(last, TIME_PosInfinity);
+        else
+            valid &= Interval(t, t);
     }
 
     // Value at t with out-of-range types (no ease, no multiplier).
@@ -533,9 +573,10 @@ private:
         Prepare();
         const TimeValue first = engine_.First(), last = engine_.Last();
         if ((t < first || t > last) && HasActiveORT()) {
-            if (OrtEval(t, v, valid, Interval(first, last), EffectiveORT(ORT_BEFORE), EffectiveORT(ORT_AFTER),
-                        [this](TimeValue tt, V& o) { engine_.Eval(tt, o); },
-                        [this](bool atEnd, V& d, double& ticks) { engine_.EndSlope(atEnd, d, ticks); }))
+            if (OrtEval(
+                    t, v, valid, Interval(first, last), EffectiveORT(ORT_BEFORE), EffectiveORT(ORT_AFTER),
+                    [this](TimeValue tt, V& o) { engine_.Eval(tt, o); },
+                    [this](bool atEnd, V& d, double& ticks) { engine_.EndSlope(atEnd, d, ticks); }))
                 return;
         }
         EvaluateInRange(t, v, valid);
@@ -544,7 +585,8 @@ private:
     int InsertKey(TimeValue t, const V& v) {
         Prepare();
         int idx = 0;
-        while (idx < int(keys_.size()) && keys_[size_t(idx)].time < t) ++idx;
+        while (idx < int(keys_.size()) && keys_[size_t(idx)].time < t)
+            ++idx;
         Key k;
         k.time = t;
         k.flags = Engine::NewKeyFlags();
@@ -553,10 +595,10 @@ private:
         return idx;
     }
 
-    template <class Pred>
-    void RemoveKeys(Pred pred) {
+    template <class Pred> void RemoveKeys(Pred pred) {
         bool any = false;
-        for (const Key& k : keys_) any = any || pred(k);
+        for (const Key& k : keys_)
+            any = any || pred(k);
         if (!any) return;
         HoldTrack();
         Prepare();
@@ -575,21 +617,25 @@ private:
     void SortKeysWithPriority(const std::vector<char>& priority) {
         Prepare();
         std::vector<V> absBefore(keys_.size());
-        for (size_t i = 0; i < keys_.size(); ++i) absBefore[i] = VOps::Absolute(keys_, engine_, int(i));
+        for (size_t i = 0; i < keys_.size(); ++i)
+            absBefore[i] = VOps::Absolute(keys_, engine_, int(i));
         std::vector<int> order(keys_.size());
         std::iota(order.begin(), order.end(), 0);
         std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-            if (keys_[size_t(a)].time != keys_[size_t(b)].time) return keys_[size_t(a)].time < keys_[size_t(b)].time;
+            if (keys_[size_t(a)].time != keys_[size_t(b)].time)
+                return keys_[size_t(a)].time < keys_[size_t(b)].time;
             return priority[size_t(a)] < priority[size_t(b)];
         });
         std::vector<int> kept;
         for (size_t j = 0; j < order.size(); ++j) {
-            if (j + 1 < order.size() && keys_[size_t(order[j])].time == keys_[size_t(order[j + 1])].time) continue;
+            if (j + 1 < order.size() && keys_[size_t(order[j])].time == keys_[size_t(order[j + 1])].time)
+                continue;
             kept.push_back(order[j]);
         }
         std::vector<Key> sorted;
         sorted.reserve(kept.size());
-        for (int i : kept) sorted.push_back(keys_[size_t(i)]);
+        for (int i : kept)
+            sorted.push_back(keys_[size_t(i)]);
         keys_.swap(sorted);
         VOps::AfterReorder(keys_, absBefore, kept);
         dirty_ = true;
@@ -617,4 +663,4 @@ private:
     std::unique_ptr<State> drag_;
 };
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -5,7 +5,7 @@
 namespace {
 int g_defaultIn = BEZKEY_AUTO;
 int g_defaultOut = BEZKEY_AUTO;
-}  // namespace
+} // namespace
 
 void GetBezierDefaultTangentType(int& in, int& out) {
     in = g_defaultIn;
@@ -34,7 +34,7 @@ constexpr KeyframeInfo kLinFloat{CTRL_FLOAT_CLASS_ID, Class_ID(LININTERP_FLOAT_C
 constexpr KeyframeInfo kLinPosition{CTRL_POSITION_CLASS_ID, Class_ID(LININTERP_POSITION_CLASS_ID, 0)};
 constexpr KeyframeInfo kLinRotation{CTRL_ROTATION_CLASS_ID, Class_ID(LININTERP_ROTATION_CLASS_ID, 0)};
 constexpr KeyframeInfo kLinScale{CTRL_SCALE_CLASS_ID, Class_ID(LININTERP_SCALE_CLASS_ID, 0)};
-}  // namespace
+} // namespace
 
 using BezierFloat = KeyframeControl<BezierEngine<IBezFloatKey, float>, kBezFloat>;
 using BezierPosition = KeyframeControl<BezierEngine<IBezPoint3Key, Point3>, kBezPosition>;
@@ -58,26 +58,38 @@ Control* NewBezierPosition() { return new BezierPosition(); }
 Control* NewBezierScale() { return new BezierScale(); }
 
 void RegisterKeyframeClasses(host::ClassDirectory& dir) {
-    static StdClassDesc<BezierFloat> bezFloat(L"Bezier Float", L"bezier_float", kBezFloat.superClass, kBezFloat.classID);
-    static StdClassDesc<BezierPosition> bezPos(L"Bezier Position", L"bezier_position", kBezPosition.superClass,
-                                               kBezPosition.classID);
-    static StdClassDesc<BezierPoint3> bezP3(L"Bezier Point3", L"bezier_point3", kBezPoint3.superClass, kBezPoint3.classID);
-    static StdClassDesc<BezierColor> bezColor(L"Bezier Color", L"bezier_color", kBezColor.superClass, kBezColor.classID);
-    static StdClassDesc<BezierScale> bezScale(L"Bezier Scale", L"bezier_scale", kBezScale.superClass, kBezScale.classID);
-    static StdClassDesc<TCBFloat> tcbFloat(L"TCB Float", L"tcb_float", kTCBFloat.superClass, kTCBFloat.classID);
-    static StdClassDesc<TCBPosition> tcbPos(L"TCB Position", L"tcb_position", kTCBPosition.superClass, kTCBPosition.classID);
-    static StdClassDesc<TCBPoint3> tcbP3(L"TCB Point3", L"tcb_point3", kTCBPoint3.superClass, kTCBPoint3.classID);
-    static StdClassDesc<TCBRotation> tcbRot(L"TCB Rotation", L"tcb_rotation", kTCBRotation.superClass, kTCBRotation.classID);
-    static StdClassDesc<TCBScale> tcbScale(L"TCB Scale", L"tcb_scale", kTCBScale.superClass, kTCBScale.classID);
-    static StdClassDesc<LinearFloat> linFloat(L"Linear Float", L"linear_float", kLinFloat.superClass, kLinFloat.classID);
-    static StdClassDesc<LinearPosition> linPos(L"Linear Position", L"linear_position", kLinPosition.superClass,
-                                               kLinPosition.classID);
-    static StdClassDesc<LinearRotation> linRot(L"Linear Rotation", L"linear_rotation", kLinRotation.superClass,
-                                               kLinRotation.classID);
-    static StdClassDesc<LinearScale> linScale(L"Linear Scale", L"linear_scale", kLinScale.superClass, kLinScale.classID);
-    ClassDesc* all[] = {&bezFloat, &bezPos,  &bezP3,    &bezColor, &bezScale, &tcbFloat, &tcbPos,
-                        &tcbP3,    &tcbRot,  &tcbScale, &linFloat, &linPos,   &linRot,   &linScale};
-    for (ClassDesc* cd : all) dir.AddClass(cd);
+    ClassDesc* bezFloat = KeepDesc(new StdClassDesc<BezierFloat>(L"Bezier Float", L"bezier_float",
+                                                                 kBezFloat.superClass, kBezFloat.classID));
+    ClassDesc* bezPos = KeepDesc(new StdClassDesc<BezierPosition>(
+        L"Bezier Position", L"bezier_position", kBezPosition.superClass, kBezPosition.classID));
+    ClassDesc* bezP3 = KeepDesc(new StdClassDesc<BezierPoint3>(L"Bezier Point3", L"bezier_point3",
+                                                               kBezPoint3.superClass, kBezPoint3.classID));
+    ClassDesc* bezColor = KeepDesc(new StdClassDesc<BezierColor>(L"Bezier Color", L"bezier_color",
+                                                                 kBezColor.superClass, kBezColor.classID));
+    ClassDesc* bezScale = KeepDesc(new StdClassDesc<BezierScale>(L"Bezier Scale", L"bezier_scale",
+                                                                 kBezScale.superClass, kBezScale.classID));
+    ClassDesc* tcbFloat = KeepDesc(
+        new StdClassDesc<TCBFloat>(L"TCB Float", L"tcb_float", kTCBFloat.superClass, kTCBFloat.classID));
+    ClassDesc* tcbPos = KeepDesc(new StdClassDesc<TCBPosition>(
+        L"TCB Position", L"tcb_position", kTCBPosition.superClass, kTCBPosition.classID));
+    ClassDesc* tcbP3 = KeepDesc(
+        new StdClassDesc<TCBPoint3>(L"TCB Point3", L"tcb_point3", kTCBPoint3.superClass, kTCBPoint3.classID));
+    ClassDesc* tcbRot = KeepDesc(new StdClassDesc<TCBRotation>(
+        L"TCB Rotation", L"tcb_rotation", kTCBRotation.superClass, kTCBRotation.classID));
+    ClassDesc* tcbScale = KeepDesc(
+        new StdClassDesc<TCBScale>(L"TCB Scale", L"tcb_scale", kTCBScale.superClass, kTCBScale.classID));
+    ClassDesc* linFloat = KeepDesc(new StdClassDesc<LinearFloat>(L"Linear Float", L"linear_float",
+                                                                 kLinFloat.superClass, kLinFloat.classID));
+    ClassDesc* linPos = KeepDesc(new StdClassDesc<LinearPosition>(
+        L"Linear Position", L"linear_position", kLinPosition.superClass, kLinPosition.classID));
+    ClassDesc* linRot = KeepDesc(new StdClassDesc<LinearRotation>(
+        L"Linear Rotation", L"linear_rotation", kLinRotation.superClass, kLinRotation.classID));
+    ClassDesc* linScale = KeepDesc(new StdClassDesc<LinearScale>(L"Linear Scale", L"linear_scale",
+                                                                 kLinScale.superClass, kLinScale.classID));
+    ClassDesc* all[] = {bezFloat, bezPos, bezP3,    bezColor, bezScale, tcbFloat, tcbPos,
+                        tcbP3,    tcbRot, tcbScale, linFloat, linPos,   linRot,   linScale};
+    for (ClassDesc* cd : all)
+        dir.AddClass(cd);
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -25,28 +25,32 @@ constexpr ListInfo kPosList{CTRL_POSITION_CLASS_ID, POSLIST_CONTROL_CLASS_ID};
 constexpr ListInfo kRotList{CTRL_ROTATION_CLASS_ID, ROTLIST_CONTROL_CLASS_ID};
 constexpr ListInfo kScaleList{CTRL_SCALE_CLASS_ID, SCALELIST_CONTROL_CLASS_ID};
 
-template <class V>
-V Zero() {
-    if constexpr (std::is_same_v<V, float>) return 0.0f;
-    else if constexpr (std::is_same_v<V, ScaleValue>) return ScaleValue();
-    else return V();
+template <class V> V Zero() {
+    if constexpr (std::is_same_v<V, float>)
+        return 0.0f;
+    else if constexpr (std::is_same_v<V, ScaleValue>)
+        return ScaleValue();
+    else
+        return V();
 }
 
-ScaleValue Weighted(const ScaleValue& s, float w) { return ScaleValue(Point3(1, 1, 1) + (s.s - Point3(1, 1, 1)) * w, s.q); }
-}  // namespace
+ScaleValue Weighted(const ScaleValue& s, float w) {
+    return ScaleValue(Point3(1, 1, 1) + (s.s - Point3(1, 1, 1)) * w, s.q);
+}
+} // namespace
 
 class ListControlBase;
 
 // Undo of a list's own state; the entries' references are recorded by ReplaceReference.
 class ListRestore : public RestoreObj {
-public:
+  public:
     enum Op { kInsert, kErase, kName, kWeight, kActive };
     ListRestore(ListControlBase* l, Op op, int index, MSTR name, float weight, int active);
     void Restore(int isUndo) override;
     void Redo() override;
     MSTR Description() override { return MSTR(L"List"); }
 
-private:
+  private:
     ListControlBase* Find() const;
     void Do(bool forward);
     AnimHandle handle_;
@@ -58,7 +62,7 @@ private:
 };
 
 class ListControlBase : public CompoundControl, public IListControl {
-public:
+  public:
     explicit ListControlBase() : CompoundControl(0) {}
 
     // ---- References: the entries, then the cut buffer. Sub-anims: the entries, then "Available".
@@ -70,19 +74,23 @@ public:
         if (i == int(subs_.size())) return MSTR(L"Available");
         return i >= 0 && i < int(subs_.size()) ? SubName(i) : MSTR();
     }
-    int SubNumToRefNum(int subNum) override { return subNum >= 0 && subNum < int(subs_.size()) ? subNum : -1; }
+    int SubNumToRefNum(int subNum) override {
+        return subNum >= 0 && subNum < int(subs_.size()) ? subNum : -1;
+    }
     MSTR SubName(int i) override {
         if (!names_[size_t(i)].isNull()) return names_[size_t(i)];
         MSTR n;
         if (Control* c = Sub(i)) n = c->ClassName();
         return n;
     }
-    BOOL CanAssignController(int subAnim) override { return subAnim >= 0 && subAnim <= int(subs_.size()) ? TRUE : FALSE; }
+    BOOL CanAssignController(int subAnim) override {
+        return subAnim >= 0 && subAnim <= int(subs_.size()) ? TRUE : FALSE;
+    }
     // Assigning to "Available" appends an entry (and makes it active).
     BOOL AssignController(Animatable* control, int subAnim) override {
         auto* c = dynamic_cast<Control*>(control);
-        if (!c || c->SuperClassID() != SuperClassID() || subAnim < 0 || subAnim > int(subs_.size()) || c == this ||
-            DependsOn(c))
+        if (!c || c->SuperClassID() != SuperClassID() || subAnim < 0 || subAnim > int(subs_.size()) ||
+            c == this || DependsOn(c))
             return FALSE;
         if (subAnim < int(subs_.size())) return CompoundControl::AssignController(control, subAnim);
         InsertEntry(subAnim, c, MSTR(), 1.0f);
@@ -102,7 +110,8 @@ public:
     void SetActive(int index) override {
         index = subs_.empty() ? 0 : std::clamp(index, 0, int(subs_.size()) - 1);
         if (index == active_) return;
-        if (theHold.Holding()) theHold.Put(new ListRestore(this, ListRestore::kActive, 0, MSTR(), 0.0f, active_));
+        if (theHold.Holding())
+            theHold.Put(new ListRestore(this, ListRestore::kActive, 0, MSTR(), 0.0f, active_));
         active_ = index;
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     }
@@ -125,11 +134,14 @@ public:
     }
     void SetName(int index, MSTR name) override {
         if (index < 0 || index >= int(subs_.size())) return;
-        if (theHold.Holding()) theHold.Put(new ListRestore(this, ListRestore::kName, index, names_[size_t(index)], 0.0f, 0));
+        if (theHold.Holding())
+            theHold.Put(new ListRestore(this, ListRestore::kName, index, names_[size_t(index)], 0.0f, 0));
         names_[size_t(index)] = name;
         NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
     }
-    MSTR GetName(int index) override { return index >= 0 && index < int(subs_.size()) ? SubName(index) : MSTR(); }
+    MSTR GetName(int index) override {
+        return index >= 0 && index < int(subs_.size()) ? SubName(index) : MSTR();
+    }
     Control* GetSubCtrl(int index) override { return Sub(index); }
     float GetSubCtrlWeight(int index, TimeValue) override {
         return index >= 0 && index < int(subs_.size()) ? weights_[size_t(index)] : 0.0f;
@@ -137,7 +149,8 @@ public:
     void SetSubCtrlWeight(int index, TimeValue, float weight) override {
         if (index < 0 || index >= int(subs_.size()) || !std::isfinite(weight)) return;
         if (theHold.Holding())
-            theHold.Put(new ListRestore(this, ListRestore::kWeight, index, MSTR(), weights_[size_t(index)], 0));
+            theHold.Put(
+                new ListRestore(this, ListRestore::kWeight, index, MSTR(), weights_[size_t(index)], 0));
         weights_[size_t(index)] = weight;
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     }
@@ -170,33 +183,35 @@ public:
         while ((res = iload->OpenChunk()) == IO_OK) {
             if (!LoadCompoundChunk(iload, res)) {
                 switch (iload->CurChunkID()) {
-                    case LIST_COUNT_CHUNK: {
-                        int32_t n = 0;
-                        res = iload->Read(&n, sizeof(n), &nr);
-                        if (res == IO_OK && (n < 0 || n > (1 << 20))) res = IO_ERROR;
-                        if (res == IO_OK) Resize(n);
-                        break;
-                    }
-                    case LIST_WEIGHTS_CHUNK:
-                        if (iload->CurChunkLength() != sizeof(float) * weights_.size()) res = IO_ERROR;
-                        else if (!weights_.empty())
-                            res = iload->Read(weights_.data(), ULONG(sizeof(float) * weights_.size()), &nr);
-                        break;
-                    case LIST_NAME_CHUNK: {
-                        int32_t i = -1;
-                        res = iload->Read(&i, sizeof(i), &nr);
-                        MSTR name;
-                        if (res == IO_OK) res = iload->ReadWString(name);
-                        if (res == IO_OK && i >= 0 && i < int(names_.size())) names_[size_t(i)] = name;
-                        break;
-                    }
-                    case LIST_ACTIVE_CHUNK: {
-                        int32_t a = 0;
-                        res = iload->Read(&a, sizeof(a), &nr);
-                        active_ = a;
-                        break;
-                    }
-                    default: break;
+                case LIST_COUNT_CHUNK: {
+                    int32_t n = 0;
+                    res = iload->Read(&n, sizeof(n), &nr);
+                    if (res == IO_OK && (n < 0 || n > (1 << 20))) res = IO_ERROR;
+                    if (res == IO_OK) Resize(n);
+                    break;
+                }
+                case LIST_WEIGHTS_CHUNK:
+                    if (iload->CurChunkLength() != sizeof(float) * weights_.size())
+                        res = IO_ERROR;
+                    else if (!weights_.empty())
+                        res = iload->Read(weights_.data(), ULONG(sizeof(float) * weights_.size()), &nr);
+                    break;
+                case LIST_NAME_CHUNK: {
+                    int32_t i = -1;
+                    res = iload->Read(&i, sizeof(i), &nr);
+                    MSTR name;
+                    if (res == IO_OK) res = iload->ReadWString(name);
+                    if (res == IO_OK && i >= 0 && i < int(names_.size())) names_[size_t(i)] = name;
+                    break;
+                }
+                case LIST_ACTIVE_CHUNK: {
+                    int32_t a = 0;
+                    res = iload->Read(&a, sizeof(a), &nr);
+                    active_ = a;
+                    break;
+                }
+                default:
+                    break;
                 }
             }
             iload->CloseChunk();
@@ -205,11 +220,13 @@ public:
         return res == IO_END ? IO_OK : res;
     }
 
-protected:
+  protected:
     friend class ListRestore;
     void SetReference(int i, RefTargetHandle rtarg) override {
-        if (i == int(subs_.size())) clip_ = dynamic_cast<Control*>(rtarg);
-        else CompoundControl::SetReference(i, rtarg);
+        if (i == int(subs_.size()))
+            clip_ = dynamic_cast<Control*>(rtarg);
+        else
+            CompoundControl::SetReference(i, rtarg);
     }
     void Resize(int n) {
         subs_.resize(size_t(n), nullptr);
@@ -225,7 +242,8 @@ protected:
         to->mLocked = mLocked;
     }
     void InsertEntry(int index, Control* c, const MSTR& name, float weight) {
-        if (theHold.Holding()) theHold.Put(new ListRestore(this, ListRestore::kInsert, index, name, weight, 0));
+        if (theHold.Holding())
+            theHold.Put(new ListRestore(this, ListRestore::kInsert, index, name, weight, 0));
         RawInsert(index, name, weight);
         ReplaceReference(index, c);
         NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
@@ -234,7 +252,8 @@ protected:
     void EraseEntry(int index) {
         ReplaceReference(index, nullptr);
         if (theHold.Holding())
-            theHold.Put(new ListRestore(this, ListRestore::kErase, index, names_[size_t(index)], weights_[size_t(index)], 0));
+            theHold.Put(new ListRestore(this, ListRestore::kErase, index, names_[size_t(index)],
+                                        weights_[size_t(index)], 0));
         RawErase(index);
         NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
@@ -260,7 +279,8 @@ protected:
 };
 
 ListRestore::ListRestore(ListControlBase* l, Op op, int index, MSTR name, float weight, int active)
-    : handle_(Animatable::GetHandleByAnim(l)), op_(op), index_(index), name_(name), weight_(weight), active_(active) {}
+    : handle_(Animatable::GetHandleByAnim(l)), op_(op), index_(index), name_(name), weight_(weight),
+      active_(active) {}
 
 ListControlBase* ListRestore::Find() const {
     return dynamic_cast<ListControlBase*>(Animatable::GetAnimByHandle(handle_));
@@ -283,31 +303,32 @@ void ListRestore::Do(bool forward) {
     ListControlBase* l = Find();
     if (!l) return;
     switch (op_) {
-        case kInsert:
-        case kErase:
-            if ((op_ == kInsert) == forward) {
-                if (index_ >= 0 && index_ <= int(l->subs_.size())) l->RawInsert(index_, name_, weight_);
-            } else {
-                l->RawErase(index_);
-            }
-            l->NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
-            break;
-        case kName:
-            if (index_ < int(l->names_.size())) l->names_[size_t(index_)] = forward ? otherName_ : name_;
-            break;
-        case kWeight:
-            if (index_ < int(l->weights_.size())) l->weights_[size_t(index_)] = forward ? otherWeight_ : weight_;
-            break;
-        case kActive: l->active_ = forward ? otherActive_ : active_; break;
+    case kInsert:
+    case kErase:
+        if ((op_ == kInsert) == forward) {
+            if (index_ >= 0 && index_ <= int(l->subs_.size())) l->RawInsert(index_, name_, weight_);
+        } else {
+            l->RawErase(index_);
+        }
+        l->NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
+        break;
+    case kName:
+        if (index_ < int(l->names_.size())) l->names_[size_t(index_)] = forward ? otherName_ : name_;
+        break;
+    case kWeight:
+        if (index_ < int(l->weights_.size())) l->weights_[size_t(index_)] = forward ? otherWeight_ : weight_;
+        break;
+    case kActive:
+        l->active_ = forward ? otherActive_ : active_;
+        break;
     }
     l->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
 }
 
 // ---------------------------------------------------------------------------------------------
 
-template <class V, const ListInfo& Info>
-class ListControl : public ListControlBase {
-public:
+template <class V, const ListInfo& Info> class ListControl : public ListControlBase {
+  public:
     explicit ListControl(bool loading = false) { (void)loading; }
     SClass_ID SuperClassID() override { return Info.superClass; }
     Class_ID ClassID() override { return Class_ID(Info.classA, 0); }
@@ -325,8 +346,10 @@ public:
             }
         }
         const V total = Total(t, valid, -1);
-        if (method == CTRL_RELATIVE) ApplyRelative(Info.superClass, val, total);
-        else *static_cast<V*>(val) = total;
+        if (method == CTRL_RELATIVE)
+            ApplyRelative(Info.superClass, val, total);
+        else
+            *static_cast<V*>(val) = total;
     }
 
     // Solves for the active entry's value that makes the whole list answer what is set; an
@@ -353,8 +376,10 @@ public:
                 Quat q;
                 subs_[size_t(i)]->GetValue(t, &q, iv, CTRL_ABSOLUTE);
                 q = Weigh(q, weights_[size_t(i)]);
-                if (i < a) before = SafeUnit(q * before);
-                else after = SafeUnit(q * after);
+                if (i < a)
+                    before = SafeUnit(q * before);
+                else
+                    after = SafeUnit(q * after);
             }
             Quat q = QuatPow(SafeUnit(Inverse(after) * target * Inverse(before)), 1.0 / double(w));
             act->SetValue(t, &q, commit, CTRL_ABSOLUTE);
@@ -374,17 +399,21 @@ public:
     ReferenceTarget* Clone(RemapDir& remap) override {
         auto* c = new ListControl(true);
         CopyListState(c);
-        for (int i = 0; i < int(subs_.size()); ++i) c->ReplaceReference(i, remap.CloneRef(subs_[size_t(i)]));
+        for (int i = 0; i < int(subs_.size()); ++i)
+            c->ReplaceReference(i, remap.CloneRef(subs_[size_t(i)]));
         BaseClone(this, c, remap);
         return c;
     }
 
-private:
+  private:
     static V Weigh(const V& v, float w) {
         if (w == 1.0f) return v;
-        if constexpr (std::is_same_v<V, Quat>) return QuatPow(v, w);
-        else if constexpr (std::is_same_v<V, ScaleValue>) return Weighted(v, w);
-        else return v * w;
+        if constexpr (std::is_same_v<V, Quat>)
+            return QuatPow(v, w);
+        else if constexpr (std::is_same_v<V, ScaleValue>)
+            return Weighted(v, w);
+        else
+            return v * w;
     }
     // The combined value of every entry but `skip`.
     V Total(TimeValue t, Interval& valid, int skip) {
@@ -394,9 +423,12 @@ private:
             V v = Zero<V>();
             subs_[size_t(i)]->GetValue(t, &v, valid, CTRL_ABSOLUTE);
             v = Weigh(v, weights_[size_t(i)]);
-            if constexpr (std::is_same_v<V, Quat>) total = SafeUnit(v * total);
-            else if constexpr (std::is_same_v<V, ScaleValue>) total = ComposeScale(v, total);
-            else total = total + v;
+            if constexpr (std::is_same_v<V, Quat>)
+                total = SafeUnit(v * total);
+            else if constexpr (std::is_same_v<V, ScaleValue>)
+                total = ComposeScale(v, total);
+            else
+                total = total + v;
         }
         return total;
     }
@@ -409,19 +441,21 @@ using RotationList = ListControl<Quat, kRotList>;
 using ScaleList = ListControl<ScaleValue, kScaleList>;
 
 void RegisterListClasses(host::ClassDirectory& dir) {
-    static StdClassDesc<FloatList> f(L"Float List", L"float_list", kFloatList.superClass, Class_ID(kFloatList.classA, 0));
-    static StdClassDesc<Point3List> p3(L"Point3 List", L"point3_list", kPoint3List.superClass,
-                                       Class_ID(kPoint3List.classA, 0));
-    static StdClassDesc<PositionList> p(L"Position List", L"position_list", kPosList.superClass,
-                                        Class_ID(kPosList.classA, 0));
-    static StdClassDesc<RotationList> r(L"Rotation List", L"rotation_list", kRotList.superClass,
-                                        Class_ID(kRotList.classA, 0));
-    static StdClassDesc<ScaleList> s(L"Scale List", L"scale_list", kScaleList.superClass, Class_ID(kScaleList.classA, 0));
-    dir.AddClass(&f);
-    dir.AddClass(&p3);
-    dir.AddClass(&p);
-    dir.AddClass(&r);
-    dir.AddClass(&s);
+    ClassDesc* f = KeepDesc(new StdClassDesc<FloatList>(L"Float List", L"float_list", kFloatList.superClass,
+                                                        Class_ID(kFloatList.classA, 0)));
+    ClassDesc* p3 = KeepDesc(new StdClassDesc<Point3List>(
+        L"Point3 List", L"point3_list", kPoint3List.superClass, Class_ID(kPoint3List.classA, 0)));
+    ClassDesc* p = KeepDesc(new StdClassDesc<PositionList>(
+        L"Position List", L"position_list", kPosList.superClass, Class_ID(kPosList.classA, 0)));
+    ClassDesc* r = KeepDesc(new StdClassDesc<RotationList>(
+        L"Rotation List", L"rotation_list", kRotList.superClass, Class_ID(kRotList.classA, 0)));
+    ClassDesc* s = KeepDesc(new StdClassDesc<ScaleList>(L"Scale List", L"scale_list", kScaleList.superClass,
+                                                        Class_ID(kScaleList.classA, 0)));
+    dir.AddClass(f);
+    dir.AddClass(p3);
+    dir.AddClass(p);
+    dir.AddClass(r);
+    dir.AddClass(s);
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

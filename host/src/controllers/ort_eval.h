@@ -32,47 +32,49 @@ bool OrtEval(TimeValue t, V& out, Interval& valid, const Interval& range, int or
     if (d == 0 && ort != ORT_IDENTITY) ort = ORT_CONSTANT;
     using O = Ops<V>;
     switch (ort) {
-        case ORT_CYCLE:
-        case ORT_LOOP:
-        case ORT_OSCILLATE:
-        case ORT_RELATIVE_REPEAT: {
-            const int64_t off = int64_t(t) - int64_t(s);
-            const int64_t n = FloorDiv(off, d);
-            const int64_t r = off - n * d;
-            TimeValue tm = TimeValue(int64_t(s) + r);
-            if (ort == ORT_OSCILLATE && (n & 1)) tm = TimeValue(int64_t(e) - r);
-            local(tm, out);
-            if (ort == ORT_LOOP || ort == ORT_RELATIVE_REPEAT) {
-                V vs, ve;
-                local(s, vs);
-                local(e, ve);
-                if (ort == ORT_LOOP) out = O::Add(out, O::Scale(O::Diff(vs, ve), double(r) / double(d)));
-                else out = O::Add(out, O::Scale(O::Diff(ve, vs), double(n)));
-            }
-            valid &= Interval(t, t);
-            return true;
+    case ORT_CYCLE:
+    case ORT_LOOP:
+    case ORT_OSCILLATE:
+    case ORT_RELATIVE_REPEAT: {
+        const int64_t off = int64_t(t) - int64_t(s);
+        const int64_t n = FloorDiv(off, d);
+        const int64_t r = off - n * d;
+        TimeValue tm = TimeValue(int64_t(s) + r);
+        if (ort == ORT_OSCILLATE && (n & 1)) tm = TimeValue(int64_t(e) - r);
+        local(tm, out);
+        if (ort == ORT_LOOP || ort == ORT_RELATIVE_REPEAT) {
+            V vs, ve;
+            local(s, vs);
+            local(e, ve);
+            if (ort == ORT_LOOP)
+                out = O::Add(out, O::Scale(O::Diff(vs, ve), double(r) / double(d)));
+            else
+                out = O::Add(out, O::Scale(O::Diff(ve, vs), double(n)));
         }
-        case ORT_LINEAR: {
-            V delta;
-            double ticks = 1.0;
-            slope(!before, delta, ticks);
-            V edge;
-            local(before ? s : e, edge);
-            const double dt = double(t) - double(before ? s : e);
-            out = ticks > 0.0 ? O::Add(edge, O::Scale(delta, dt / ticks)) : edge;
-            valid &= Interval(t, t);
-            return true;
-        }
-        case ORT_IDENTITY:
-            out = O::Identity();
-            valid &= before ? Interval(TIME_NegInfinity, s - 1) : Interval(e + 1, TIME_PosInfinity);
-            return true;
-        case ORT_CONSTANT:
-        default:
-            local(before ? s : e, out);
-            valid &= before ? Interval(TIME_NegInfinity, s) : Interval(e, TIME_PosInfinity);
-            return true;
+        valid &= Interval(t, t);
+        return true;
+    }
+    case ORT_LINEAR: {
+        V delta;
+        double ticks = 1.0;
+        slope(!before, delta, ticks);
+        V edge;
+        local(before ? s : e, edge);
+        const double dt = double(t) - double(before ? s : e);
+        out = ticks > 0.0 ? O::Add(edge, O::Scale(delta, dt / ticks)) : edge;
+        valid &= Interval(t, t);
+        return true;
+    }
+    case ORT_IDENTITY:
+        out = O::Identity();
+        valid &= before ? Interval(TIME_NegInfinity, s - 1) : Interval(e + 1, TIME_PosInfinity);
+        return true;
+    case ORT_CONSTANT:
+    default:
+        local(before ? s : e, out);
+        valid &= before ? Interval(TIME_NegInfinity, s) : Interval(e, TIME_PosInfinity);
+        return true;
     }
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -13,20 +13,20 @@ namespace host::ctrl {
 namespace {
 constexpr USHORT PC_WEIGHTS_CHUNK = 0x0400;
 constexpr USHORT PC_LOCK_CHUNK = 0x0410;
-}  // namespace
+} // namespace
 
 class PosConstraint;
 
 // Undo of the target table beside the references (recorded by ReplaceReference).
 class PosConstraintRestore : public RestoreObj {
-public:
+  public:
     enum Op { kInsert, kErase, kWeight };
     PosConstraintRestore(PosConstraint* c, Op op, int index, float weight);
     void Restore(int isUndo) override;
     void Redo() override;
     MSTR Description() override { return MSTR(L"Position Constraint"); }
 
-private:
+  private:
     void Do(bool forward);
     AnimHandle handle_;
     Op op_;
@@ -35,7 +35,7 @@ private:
 };
 
 class PosConstraint : public Control, public IPosConstraint, public ILockedTrackImp {
-public:
+  public:
     explicit PosConstraint(bool loading = false) { (void)loading; }
 
     SClass_ID SuperClassID() override { return CTRL_POSITION_CLASS_ID; }
@@ -76,11 +76,17 @@ public:
 
     // ---- IPosConstraint.
     int GetNumTargets() override { return int(targets_.size()); }
-    INode* GetNode(int i) override { return i >= 0 && i < int(targets_.size()) ? targets_[size_t(i)] : nullptr; }
-    float GetTargetWeight(int i) override { return i >= 0 && i < int(weights_.size()) ? weights_[size_t(i)] : 0.0f; }
+    INode* GetNode(int i) override {
+        return i >= 0 && i < int(targets_.size()) ? targets_[size_t(i)] : nullptr;
+    }
+    float GetTargetWeight(int i) override {
+        return i >= 0 && i < int(weights_.size()) ? weights_[size_t(i)] : 0.0f;
+    }
     BOOL SetTargetWeight(int i, float weight) override {
         if (i < 0 || i >= int(weights_.size()) || !std::isfinite(weight)) return FALSE;
-        if (theHold.Holding()) theHold.Put(new PosConstraintRestore(this, PosConstraintRestore::kWeight, i, weights_[size_t(i)]));
+        if (theHold.Holding())
+            theHold.Put(
+                new PosConstraintRestore(this, PosConstraintRestore::kWeight, i, weights_[size_t(i)]));
         weights_[size_t(i)] = weight;
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
         return TRUE;
@@ -91,7 +97,8 @@ public:
             if (n == target) return FALSE;
         if (DependsOn(target)) return FALSE;
         const int index = int(targets_.size());
-        if (theHold.Holding()) theHold.Put(new PosConstraintRestore(this, PosConstraintRestore::kInsert, index, weight));
+        if (theHold.Holding())
+            theHold.Put(new PosConstraintRestore(this, PosConstraintRestore::kInsert, index, weight));
         RawInsert(index, weight);
         if (ReplaceReference(index, target) != REF_SUCCEED) {
             RawErase(index);
@@ -103,7 +110,8 @@ public:
     BOOL DeleteTarget(int i) override {
         if (GetLocked() || i < 0 || i >= int(targets_.size())) return FALSE;
         ReplaceReference(i, nullptr);
-        if (theHold.Holding()) theHold.Put(new PosConstraintRestore(this, PosConstraintRestore::kErase, i, weights_[size_t(i)]));
+        if (theHold.Holding())
+            theHold.Put(new PosConstraintRestore(this, PosConstraintRestore::kErase, i, weights_[size_t(i)]));
         RawErase(i);
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
         return TRUE;
@@ -142,7 +150,8 @@ public:
             if (iload->CurChunkID() == PC_WEIGHTS_CHUNK) {
                 int32_t n = 0;
                 res = iload->Read(&n, sizeof(n), &nr);
-                if (res == IO_OK && (n < 0 || uint64_t(n) * sizeof(float) + sizeof(n) != iload->CurChunkLength()))
+                if (res == IO_OK &&
+                    (n < 0 || uint64_t(n) * sizeof(float) + sizeof(n) != iload->CurChunkLength()))
                     res = IO_ERROR;
                 if (res == IO_OK) {
                     targets_.assign(size_t(n), nullptr);
@@ -160,12 +169,12 @@ public:
         return res == IO_END ? IO_OK : res;
     }
 
-protected:
+  protected:
     void SetReference(int i, RefTargetHandle rtarg) override {
         if (i >= 0 && i < int(targets_.size())) targets_[size_t(i)] = dynamic_cast<INode*>(rtarg);
     }
 
-private:
+  private:
     friend class PosConstraintRestore;
     void RawInsert(int index, float weight) {
         targets_.insert(targets_.begin() + index, nullptr);
@@ -185,7 +194,8 @@ PosConstraintRestore::PosConstraintRestore(PosConstraint* c, Op op, int index, f
 
 void PosConstraintRestore::Restore(int isUndo) {
     auto* c = dynamic_cast<PosConstraint*>(Animatable::GetAnimByHandle(handle_));
-    if (c && isUndo && op_ == kWeight && index_ < int(c->weights_.size())) redoWeight_ = c->weights_[size_t(index_)];
+    if (c && isUndo && op_ == kWeight && index_ < int(c->weights_.size()))
+        redoWeight_ = c->weights_[size_t(index_)];
     Do(false);
 }
 
@@ -195,25 +205,27 @@ void PosConstraintRestore::Do(bool forward) {
     auto* c = dynamic_cast<PosConstraint*>(Animatable::GetAnimByHandle(handle_));
     if (!c) return;
     switch (op_) {
-        case kInsert:
-        case kErase:
-            if ((op_ == kInsert) == forward) {
-                if (index_ >= 0 && index_ <= int(c->targets_.size())) c->RawInsert(index_, weight_);
-            } else {
-                c->RawErase(index_);
-            }
-            break;
-        case kWeight:
-            if (index_ >= 0 && index_ < int(c->weights_.size())) c->weights_[size_t(index_)] = forward ? redoWeight_ : weight_;
-            break;
+    case kInsert:
+    case kErase:
+        if ((op_ == kInsert) == forward) {
+            if (index_ >= 0 && index_ <= int(c->targets_.size())) c->RawInsert(index_, weight_);
+        } else {
+            c->RawErase(index_);
+        }
+        break;
+    case kWeight:
+        if (index_ >= 0 && index_ < int(c->weights_.size()))
+            c->weights_[size_t(index_)] = forward ? redoWeight_ : weight_;
+        break;
     }
     c->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
 }
 
 void RegisterConstraintClasses(host::ClassDirectory& dir) {
-    static StdClassDesc<PosConstraint> pc(L"Position Constraint", L"Position_Constraint", CTRL_POSITION_CLASS_ID,
-                                          Class_ID(POSITION_CONSTRAINT_CLASS_ID, 0));
-    dir.AddClass(&pc);
+    ClassDesc* pc = KeepDesc(new StdClassDesc<PosConstraint>(L"Position Constraint", L"Position_Constraint",
+                                                             CTRL_POSITION_CLASS_ID,
+                                                             Class_ID(POSITION_CONSTRAINT_CLASS_ID, 0)));
+    dir.AddClass(pc);
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

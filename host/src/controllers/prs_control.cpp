@@ -13,7 +13,7 @@
 namespace host::ctrl {
 
 class PRSControl : public CompoundControl {
-public:
+  public:
     enum { kPos = 0, kRot = 1, kScale = 2 };
 
     explicit PRSControl(bool loading = false) : CompoundControl(3) {
@@ -30,7 +30,9 @@ public:
     SClass_ID SubSuperClass(int i) override {
         return i == kPos ? CTRL_POSITION_CLASS_ID : i == kRot ? CTRL_ROTATION_CLASS_ID : CTRL_SCALE_CLASS_ID;
     }
-    MSTR SubName(int i) override { return MSTR(i == kPos ? L"Position" : i == kRot ? L"Rotation" : L"Scale"); }
+    MSTR SubName(int i) override {
+        return MSTR(i == kPos ? L"Position" : i == kRot ? L"Rotation" : L"Scale");
+    }
 
     Control* GetPositionController() override { return Sub(kPos); }
     Control* GetRotationController() override { return Sub(kRot); }
@@ -54,7 +56,8 @@ public:
         std::vector<TimeValue> t(all.begin(), all.end());
         std::sort(t.begin(), t.end());
         t.erase(std::unique(t.begin(), t.end()), t.end());
-        for (TimeValue v : t) times.push_back(v);
+        for (TimeValue v : t)
+            times.push_back(v);
         return times.Count();
     }
 
@@ -69,10 +72,18 @@ public:
         if (!val || GetLocked()) return;
         const SetXFormPacket& p = *static_cast<const SetXFormPacket*>(val);
         switch (p.command) {
-            case XFORM_MOVE: Move(t, p.tmParent, VectorTransform(p.tmAxis, p.p), commit); break;
-            case XFORM_ROTATE: Rotate(t, p, commit); break;
-            case XFORM_SCALE: ScaleBy(t, p, commit); break;
-            case XFORM_SET: Set(t, p, commit); break;
+        case XFORM_MOVE:
+            Move(t, p.tmParent, VectorTransform(p.tmAxis, p.p), commit);
+            break;
+        case XFORM_ROTATE:
+            Rotate(t, p, commit);
+            break;
+        case XFORM_SCALE:
+            ScaleBy(t, p, commit);
+            break;
+        case XFORM_SET:
+            Set(t, p, commit);
+            break;
         }
     }
 
@@ -92,7 +103,7 @@ public:
         return res == IO_END ? IO_OK : res;
     }
 
-private:
+  private:
     static bool Picked(int i, DWORD flags) {
         const DWORD which = flags & (KEYAT_POSITION | KEYAT_ROTATION | KEYAT_SCALE);
         return !which || (which & (i == kPos ? KEYAT_POSITION : i == kRot ? KEYAT_ROTATION : KEYAT_SCALE));
@@ -134,7 +145,7 @@ private:
     }
 
     void ScaleBy(TimeValue t, const SetXFormPacket& p, int commit) {
-        Matrix3 frame = p.tmParent;  // the parent advanced to the scale step
+        Matrix3 frame = p.tmParent; // the parent advanced to the scale step
         Interval iv = FOREVER;
         if (Control* c = Sub(kPos)) c->GetValue(t, &frame, iv, CTRL_RELATIVE);
         if (Control* c = Sub(kRot)) c->GetValue(t, &frame, iv, CTRL_RELATIVE);
@@ -169,9 +180,9 @@ private:
 Control* NewPRS() { return new PRSControl(); }
 
 void RegisterPRSClass(host::ClassDirectory& dir) {
-    static StdClassDesc<PRSControl> prs(L"Position/Rotation/Scale", L"prs", CTRL_MATRIX3_CLASS_ID,
-                                        Class_ID(PRS_CONTROL_CLASS_ID, 0));
-    dir.AddClass(&prs);
+    ClassDesc* prs = KeepDesc(new StdClassDesc<PRSControl>(
+        L"Position/Rotation/Scale", L"prs", CTRL_MATRIX3_CLASS_ID, Class_ID(PRS_CONTROL_CLASS_ID, 0)));
+    dir.AddClass(prs);
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -13,10 +13,10 @@ namespace host::ctrl {
 // EndHold clears it, so the first change in a hold is the one recorded. The owner is found
 // again by handle: an owner that is gone makes restore and redo do nothing.
 // Ctl needs Snapshot() -> State and Apply(const State&).
-template <class Ctl, class State>
-class KeyTableRestore : public RestoreObj {
-public:
-    KeyTableRestore(Ctl* c, State before) : handle_(Animatable::GetHandleByAnim(c)), undo_(std::move(before)) {}
+template <class Ctl, class State> class KeyTableRestore : public RestoreObj {
+  public:
+    KeyTableRestore(Ctl* c, State before)
+        : handle_(Animatable::GetHandleByAnim(c)), undo_(std::move(before)) {}
     void Restore(int isUndo) override {
         Ctl* c = Find();
         if (!c) return;
@@ -32,11 +32,11 @@ public:
     }
     MSTR Description() override { return MSTR(L"Controller"); }
 
-private:
+  private:
     Ctl* Find() const { return dynamic_cast<Ctl*>(Animatable::GetAnimByHandle(handle_)); }
     AnimHandle handle_;
     State undo_;
     std::unique_ptr<State> redo_;
 };
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -18,25 +18,39 @@ enum class Kind { Float, Point3, Quat, Scale, Matrix, Other };
 
 Kind KindOf(SClass_ID sc) {
     switch (sc) {
-        case CTRL_FLOAT_CLASS_ID: return Kind::Float;
-        case CTRL_POINT3_CLASS_ID:
-        case CTRL_POSITION_CLASS_ID: return Kind::Point3;
-        case CTRL_ROTATION_CLASS_ID: return Kind::Quat;
-        case CTRL_SCALE_CLASS_ID: return Kind::Scale;
-        case CTRL_MATRIX3_CLASS_ID: return Kind::Matrix;
-        default: return Kind::Other;
+    case CTRL_FLOAT_CLASS_ID:
+        return Kind::Float;
+    case CTRL_POINT3_CLASS_ID:
+    case CTRL_POSITION_CLASS_ID:
+        return Kind::Point3;
+    case CTRL_ROTATION_CLASS_ID:
+        return Kind::Quat;
+    case CTRL_SCALE_CLASS_ID:
+        return Kind::Scale;
+    case CTRL_MATRIX3_CLASS_ID:
+        return Kind::Matrix;
+    default:
+        return Kind::Other;
     }
 }
 
 // Calls f with a typed null pointer for the value type of kind k (not for Matrix and Other).
-template <class F>
-void WithType(Kind k, F&& f) {
+template <class F> void WithType(Kind k, F&& f) {
     switch (k) {
-        case Kind::Float: f(static_cast<float*>(nullptr)); break;
-        case Kind::Point3: f(static_cast<Point3*>(nullptr)); break;
-        case Kind::Quat: f(static_cast<Quat*>(nullptr)); break;
-        case Kind::Scale: f(static_cast<ScaleValue*>(nullptr)); break;
-        default: break;
+    case Kind::Float:
+        f(static_cast<float*>(nullptr));
+        break;
+    case Kind::Point3:
+        f(static_cast<Point3*>(nullptr));
+        break;
+    case Kind::Quat:
+        f(static_cast<Quat*>(nullptr));
+        break;
+    case Kind::Scale:
+        f(static_cast<ScaleValue*>(nullptr));
+        break;
+    default:
+        break;
     }
 }
 
@@ -45,26 +59,28 @@ struct TempValue {
     alignas(16) unsigned char bytes[64];
 };
 
-template <class V>
-V Init() {
-    if constexpr (std::is_same_v<V, float>) return 0.0f;
-    else return V();
+template <class V> V Init() {
+    if constexpr (std::is_same_v<V, float>)
+        return 0.0f;
+    else
+        return V();
 }
 
 bool ValidORT(int ort) { return ort >= ORT_CONSTANT && ort <= ORT_RELATIVE_REPEAT; }
 
-}  // namespace
+} // namespace
 
 namespace host {
 
 // Undo of StdControl's own state: out-of-range types and the curve lists' entries. The curve
 // references themselves are recorded by ReplaceReference.
 class StdControlRestore : public RestoreObj {
-public:
+  public:
     enum Op { kOrt, kCurveInsert, kCurveErase };
 
     StdControlRestore(StdControl* c, int before, int after, bool enabled)
-        : handle_(Animatable::GetHandleByAnim(c)), op_(kOrt), ortB_(before), ortA_(after), enabled_(enabled) {}
+        : handle_(Animatable::GetHandleByAnim(c)), op_(kOrt), ortB_(before), ortA_(after), enabled_(enabled) {
+    }
     StdControlRestore(StdControl* c, Op op, bool ease, int index, bool on)
         : handle_(Animatable::GetHandleByAnim(c)), op_(op), ease_(ease), index_(index), on_(on) {}
 
@@ -72,30 +88,40 @@ public:
         StdControl* c = Find();
         if (!c) return;
         switch (op_) {
-            case kOrt:
-                if (isUndo) {
-                    redoB_ = c->ortBefore_;
-                    redoA_ = c->ortAfter_;
-                    redoEnabled_ = c->ortsEnabled_;
-                }
-                SetOrts(c, ortB_, ortA_, enabled_);
-                break;
-            case kCurveInsert: Erase(c); break;
-            case kCurveErase: Insert(c); break;
+        case kOrt:
+            if (isUndo) {
+                redoB_ = c->ortBefore_;
+                redoA_ = c->ortAfter_;
+                redoEnabled_ = c->ortsEnabled_;
+            }
+            SetOrts(c, ortB_, ortA_, enabled_);
+            break;
+        case kCurveInsert:
+            Erase(c);
+            break;
+        case kCurveErase:
+            Insert(c);
+            break;
         }
     }
     void Redo() override {
         StdControl* c = Find();
         if (!c) return;
         switch (op_) {
-            case kOrt: SetOrts(c, redoB_, redoA_, redoEnabled_); break;
-            case kCurveInsert: Insert(c); break;
-            case kCurveErase: Erase(c); break;
+        case kOrt:
+            SetOrts(c, redoB_, redoA_, redoEnabled_);
+            break;
+        case kCurveInsert:
+            Insert(c);
+            break;
+        case kCurveErase:
+            Erase(c);
+            break;
         }
     }
     MSTR Description() override { return MSTR(L"Controller curves"); }
 
-private:
+  private:
     StdControl* Find() const { return dynamic_cast<StdControl*>(Animatable::GetAnimByHandle(handle_)); }
     static void SetOrts(StdControl* c, int b, int a, bool e) {
         c->ortBefore_ = b;
@@ -132,7 +158,7 @@ private:
     bool on_ = true;
 };
 
-}  // namespace host
+} // namespace host
 
 // ---------------------------------------------------------------------------------------------
 // Values
@@ -156,7 +182,8 @@ void StdControl::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod 
     if (HasActiveORT()) {
         const Interval range = GetTimeRange(TIMERANGE_ALL);
         if (!range.Empty() && range.Start() != range.End() && (te < range.Start() || te > range.End())) {
-            Extrapolate(range, te, tmp.bytes, localValid, EffectiveORT(te < range.Start() ? ORT_BEFORE : ORT_AFTER));
+            Extrapolate(range, te, tmp.bytes, localValid,
+                        EffectiveORT(te < range.Start() ? ORT_BEFORE : ORT_AFTER));
             done = true;
         }
     }
@@ -208,24 +235,41 @@ void StdControl::Extrapolate(Interval range, TimeValue t, void* val, Interval& v
 
 void* StdControl::CreateTempValue() {
     switch (KindOf(SuperClassID())) {
-        case Kind::Float: return new float(0.0f);
-        case Kind::Point3: return new Point3();
-        case Kind::Quat: return new Quat();
-        case Kind::Scale: return new ScaleValue();
-        case Kind::Matrix: return new Matrix3();
-        default: return nullptr;
+    case Kind::Float:
+        return new float(0.0f);
+    case Kind::Point3:
+        return new Point3();
+    case Kind::Quat:
+        return new Quat();
+    case Kind::Scale:
+        return new ScaleValue();
+    case Kind::Matrix:
+        return new Matrix3();
+    default:
+        return nullptr;
     }
 }
 
 void StdControl::DeleteTempValue(void* val) {
     if (!val) return;
     switch (KindOf(SuperClassID())) {
-        case Kind::Float: delete static_cast<float*>(val); break;
-        case Kind::Point3: delete static_cast<Point3*>(val); break;
-        case Kind::Quat: delete static_cast<Quat*>(val); break;
-        case Kind::Scale: delete static_cast<ScaleValue*>(val); break;
-        case Kind::Matrix: delete static_cast<Matrix3*>(val); break;
-        default: break;
+    case Kind::Float:
+        delete static_cast<float*>(val);
+        break;
+    case Kind::Point3:
+        delete static_cast<Point3*>(val);
+        break;
+    case Kind::Quat:
+        delete static_cast<Quat*>(val);
+        break;
+    case Kind::Scale:
+        delete static_cast<ScaleValue*>(val);
+        break;
+    case Kind::Matrix:
+        delete static_cast<Matrix3*>(val);
+        break;
+    default:
+        break;
     }
 }
 
@@ -258,14 +302,16 @@ int StdControl::GetORT(int type) { return type == ORT_BEFORE ? ortBefore_ : ortA
 void StdControl::SetORT(int ort, int type) {
     if (!ValidORT(ort) || (type != ORT_BEFORE && type != ORT_AFTER)) return;
     if ((type == ORT_BEFORE ? ortBefore_ : ortAfter_) == ort) return;
-    if (theHold.Holding()) theHold.Put(new host::StdControlRestore(this, ortBefore_, ortAfter_, ortsEnabled_));
+    if (theHold.Holding())
+        theHold.Put(new host::StdControlRestore(this, ortBefore_, ortAfter_, ortsEnabled_));
     (type == ORT_BEFORE ? ortBefore_ : ortAfter_) = ort;
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
 }
 
 void StdControl::EnableORTs(BOOL enable) {
     if (ortsEnabled_ == (enable != 0)) return;
-    if (theHold.Holding()) theHold.Put(new host::StdControlRestore(this, ortBefore_, ortAfter_, ortsEnabled_));
+    if (theHold.Holding())
+        theHold.Put(new host::StdControlRestore(this, ortBefore_, ortAfter_, ortsEnabled_));
     ortsEnabled_ = enable != 0;
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
 }
@@ -283,12 +329,14 @@ bool StdControl::AppendCurve(bool ease, Control* cont) {
     const int index = int(v.size());
     v.push_back(nullptr);
     on.push_back(1);
-    if (NumRefs() != own + curves + 1) {  // the subclass does not pass our references on
+    if (NumRefs() != own + curves + 1) { // the subclass does not pass our references on
         v.pop_back();
         on.pop_back();
         return false;
     }
-    if (theHold.Holding()) theHold.Put(new host::StdControlRestore(this, host::StdControlRestore::kCurveInsert, ease, index, true));
+    if (theHold.Holding())
+        theHold.Put(
+            new host::StdControlRestore(this, host::StdControlRestore::kCurveInsert, ease, index, true));
     const int slot = own + (ease ? index : NumEaseCurves() + index);
     if (ReplaceReference(slot, cont) != REF_SUCCEED) {
         v.pop_back();
@@ -309,7 +357,8 @@ void StdControl::DeleteCurve(bool ease, int i) {
     const int slot = own + (ease ? i : NumEaseCurves() + i);
     if (v[size_t(i)]) ReplaceReference(slot, nullptr);
     if (theHold.Holding())
-        theHold.Put(new host::StdControlRestore(this, host::StdControlRestore::kCurveErase, ease, i, on[size_t(i)] != 0));
+        theHold.Put(new host::StdControlRestore(this, host::StdControlRestore::kCurveErase, ease, i,
+                                                on[size_t(i)] != 0));
     v.erase(v.begin() + i);
     on.erase(on.begin() + i);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_SUBANIM_STRUCTURE_CHANGED);
@@ -321,8 +370,12 @@ void StdControl::DeleteEaseCurve(int i) { DeleteCurve(true, i); }
 void StdControl::AppendMultCurve(Control* cont) { AppendCurve(false, cont); }
 void StdControl::DeleteMultCurve(int i) { DeleteCurve(false, i); }
 
-Control* StdControl::GetEaseCurve(int i) { return i >= 0 && i < NumEaseCurves() ? ease_[size_t(i)] : nullptr; }
-Control* StdControl::GetMultCurve(int i) { return i >= 0 && i < NumMultCurves() ? mult_[size_t(i)] : nullptr; }
+Control* StdControl::GetEaseCurve(int i) {
+    return i >= 0 && i < NumEaseCurves() ? ease_[size_t(i)] : nullptr;
+}
+Control* StdControl::GetMultCurve(int i) {
+    return i >= 0 && i < NumMultCurves() ? mult_[size_t(i)] : nullptr;
+}
 
 void StdControl::EnableEaseCurve(int i, BOOL onOff) {
     if (i < 0 || i >= NumEaseCurves()) return;
@@ -334,8 +387,12 @@ void StdControl::EnableMultCurve(int i, BOOL onOff) {
     multOn_[size_t(i)] = onOff ? 1 : 0;
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
 }
-BOOL StdControl::IsEaseCurveEnabled(int i) { return i >= 0 && i < NumEaseCurves() && easeOn_[size_t(i)] ? TRUE : FALSE; }
-BOOL StdControl::IsMultCurveEnabled(int i) { return i >= 0 && i < NumMultCurves() && multOn_[size_t(i)] ? TRUE : FALSE; }
+BOOL StdControl::IsEaseCurveEnabled(int i) {
+    return i >= 0 && i < NumEaseCurves() && easeOn_[size_t(i)] ? TRUE : FALSE;
+}
+BOOL StdControl::IsMultCurveEnabled(int i) {
+    return i >= 0 && i < NumMultCurves() && multOn_[size_t(i)] ? TRUE : FALSE;
+}
 
 TimeValue StdControl::ApplyEase(TimeValue t, Interval& valid) {
     const TimeValue t0 = t;
@@ -432,34 +489,35 @@ IOResult StdControl::Save(ISave* isave) {
 bool StdControl::LoadStdChunk(ILoad* iload, IOResult& res) {
     ULONG nr = 0;
     switch (iload->CurChunkID()) {
-        case STD_ORT_CHUNK: {
-            int32_t orts[3] = {ORT_CONSTANT, ORT_CONSTANT, 1};
-            res = iload->Read(orts, sizeof(orts), &nr);
-            if (res == IO_OK) {
-                ortBefore_ = ValidORT(orts[0]) ? orts[0] : ORT_CONSTANT;
-                ortAfter_ = ValidORT(orts[1]) ? orts[1] : ORT_CONSTANT;
-                ortsEnabled_ = orts[2] != 0;
-            }
+    case STD_ORT_CHUNK: {
+        int32_t orts[3] = {ORT_CONSTANT, ORT_CONSTANT, 1};
+        res = iload->Read(orts, sizeof(orts), &nr);
+        if (res == IO_OK) {
+            ortBefore_ = ValidORT(orts[0]) ? orts[0] : ORT_CONSTANT;
+            ortAfter_ = ValidORT(orts[1]) ? orts[1] : ORT_CONSTANT;
+            ortsEnabled_ = orts[2] != 0;
+        }
+        return true;
+    }
+    case STD_CURVES_CHUNK: {
+        int32_t counts[2] = {0, 0};
+        res = iload->Read(counts, sizeof(counts), &nr);
+        if (res != IO_OK) return true;
+        if (counts[0] < 0 || counts[1] < 0 ||
+            uint64_t(counts[0]) + uint64_t(counts[1]) + sizeof(counts) != iload->CurChunkLength()) {
+            res = IO_ERROR;
             return true;
         }
-        case STD_CURVES_CHUNK: {
-            int32_t counts[2] = {0, 0};
-            res = iload->Read(counts, sizeof(counts), &nr);
-            if (res != IO_OK) return true;
-            if (counts[0] < 0 || counts[1] < 0 ||
-                uint64_t(counts[0]) + uint64_t(counts[1]) + sizeof(counts) != iload->CurChunkLength()) {
-                res = IO_ERROR;
-                return true;
-            }
-            ease_.assign(size_t(counts[0]), nullptr);
-            mult_.assign(size_t(counts[1]), nullptr);
-            easeOn_.assign(size_t(counts[0]), 1);
-            multOn_.assign(size_t(counts[1]), 1);
-            if (counts[0] > 0) res = iload->Read(easeOn_.data(), ULONG(counts[0]), &nr);
-            if (res == IO_OK && counts[1] > 0) res = iload->Read(multOn_.data(), ULONG(counts[1]), &nr);
-            return true;
-        }
-        default: return false;
+        ease_.assign(size_t(counts[0]), nullptr);
+        mult_.assign(size_t(counts[1]), nullptr);
+        easeOn_.assign(size_t(counts[0]), 1);
+        multOn_.assign(size_t(counts[1]), 1);
+        if (counts[0] > 0) res = iload->Read(easeOn_.data(), ULONG(counts[0]), &nr);
+        if (res == IO_OK && counts[1] > 0) res = iload->Read(multOn_.data(), ULONG(counts[1]), &nr);
+        return true;
+    }
+    default:
+        return false;
     }
 }
 

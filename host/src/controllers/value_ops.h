@@ -54,11 +54,9 @@ inline ScaleValue ComposeScale(const ScaleValue& a, const ScaleValue& b) {
     return ScaleValue(ap.k * ap.f, ap.u);
 }
 
-template <class V>
-struct Ops;
+template <class V> struct Ops;
 
-template <>
-struct Ops<float> {
+template <> struct Ops<float> {
     static float Identity() { return 0.0f; }
     static float Add(float a, float d) { return a + d; }
     static float Diff(float to, float from) { return to - from; }
@@ -67,8 +65,7 @@ struct Ops<float> {
     static float Lerp(float a, float b, float u) { return a + (b - a) * u; }
 };
 
-template <>
-struct Ops<Point3> {
+template <> struct Ops<Point3> {
     static Point3 Identity() { return Point3(); }
     static Point3 Add(const Point3& a, const Point3& d) { return a + d; }
     static Point3 Diff(const Point3& to, const Point3& from) { return to - from; }
@@ -77,8 +74,7 @@ struct Ops<Point3> {
     static Point3 Lerp(const Point3& a, const Point3& b, float u) { return a + (b - a) * u; }
 };
 
-template <>
-struct Ops<Quat> {
+template <> struct Ops<Quat> {
     static Quat Identity() { return Quat(); }
     static Quat Add(const Quat& a, const Quat& d) { return SafeUnit(a * d); }
     static Quat Diff(const Quat& to, const Quat& from) { return SafeUnit(Inverse(from) * to); }
@@ -92,13 +88,13 @@ struct Ops<Quat> {
 };
 
 // Scale deltas are ratios of factors; the axis stays that of the base value.
-template <>
-struct Ops<ScaleValue> {
+template <> struct Ops<ScaleValue> {
     static ScaleValue Identity() { return ScaleValue(); }
     static ScaleValue Add(const ScaleValue& a, const ScaleValue& d) { return ScaleValue(a.s * d.s, a.q); }
     static ScaleValue Diff(const ScaleValue& to, const ScaleValue& from) {
         auto ratio = [](float t, float f) { return f != 0.0f ? t / f : 1.0f; };
-        return ScaleValue(Point3(ratio(to.s.x, from.s.x), ratio(to.s.y, from.s.y), ratio(to.s.z, from.s.z)), to.q);
+        return ScaleValue(Point3(ratio(to.s.x, from.s.x), ratio(to.s.y, from.s.y), ratio(to.s.z, from.s.z)),
+                          to.q);
     }
     static ScaleValue Scale(const ScaleValue& d, double m) {
         auto p = [m](float f) { return float(std::copysign(std::pow(std::fabs(double(f)), m), double(f))); };
@@ -114,15 +110,23 @@ struct Ops<ScaleValue> {
 // float and point3 add, position pre-translates, rotation pre-multiplies, scale ApplyScaling.
 inline void ApplyRelative(SClass_ID, void* val, const float& v) { *static_cast<float*>(val) += v; }
 inline void ApplyRelative(SClass_ID sc, void* val, const Point3& v) {
-    if (sc == CTRL_POSITION_CLASS_ID) static_cast<Matrix3*>(val)->PreTranslate(v);
-    else *static_cast<Point3*>(val) += v;
+    if (sc == CTRL_POSITION_CLASS_ID)
+        static_cast<Matrix3*>(val)->PreTranslate(v);
+    else
+        *static_cast<Point3*>(val) += v;
 }
-inline void ApplyRelative(SClass_ID, void* val, const Quat& v) { PreRotateMatrix(*static_cast<Matrix3*>(val), v); }
-inline void ApplyRelative(SClass_ID, void* val, const ScaleValue& v) { ApplyScaling(*static_cast<Matrix3*>(val), v); }
+inline void ApplyRelative(SClass_ID, void* val, const Quat& v) {
+    PreRotateMatrix(*static_cast<Matrix3*>(val), v);
+}
+inline void ApplyRelative(SClass_ID, void* val, const ScaleValue& v) {
+    ApplyScaling(*static_cast<Matrix3*>(val), v);
+}
 
 // The absolute value a relative SetValue asks for: float and position add the delta, a
 // rotation delta (an AngAxis) turns first (Quat(aa) * old), a scale delta composes.
-inline float CombineRelativeSet(const float& cur, const void* delta) { return cur + *static_cast<const float*>(delta); }
+inline float CombineRelativeSet(const float& cur, const void* delta) {
+    return cur + *static_cast<const float*>(delta);
+}
 inline Point3 CombineRelativeSet(const Point3& cur, const void* delta) {
     return cur + *static_cast<const Point3*>(delta);
 }
@@ -143,4 +147,4 @@ inline ScaleValue ReadSetValue(const void* val, ScaleValue*) {
     return v;
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

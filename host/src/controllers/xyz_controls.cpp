@@ -50,11 +50,13 @@ Quat EulerQuat(const float pos[3], int order) {
 
 void AxesToPositional(const float axes[3], float pos[3], int order) {
     const int* ax = order < EULERTYPE_XYX ? EulerOrderAxes(order) : nullptr;
-    for (int k = 0; k < 3; ++k) pos[k] = ax ? axes[ax[k]] : axes[k];
+    for (int k = 0; k < 3; ++k)
+        pos[k] = ax ? axes[ax[k]] : axes[k];
 }
 void PositionalToAxes(const float pos[3], float axes[3], int order) {
     const int* ax = order < EULERTYPE_XYX ? EulerOrderAxes(order) : nullptr;
-    for (int k = 0; k < 3; ++k) (ax ? axes[ax[k]] : axes[k]) = pos[k];
+    for (int k = 0; k < 3; ++k)
+        (ax ? axes[ax[k]] : axes[k]) = pos[k];
 }
 
 // Factors of a ScaleValue along the local axes: the value itself for an identity axis, else
@@ -65,12 +67,12 @@ Point3 FactorsOf(const ScaleValue& v) {
     return Point3(m.GetRow(0).Length(), m.GetRow(1).Length(), m.GetRow(2).Length());
 }
 
-}  // namespace
+} // namespace
 
 // ---------------------------------------------------------------------------------------------
 
 class EulerXYZ : public CompoundControl, public IEulerControl {
-public:
+  public:
     explicit EulerXYZ(bool loading = false) : CompoundControl(3) {
         if (!loading) MakeFloatSubs(this, 0.0f);
     }
@@ -78,7 +80,9 @@ public:
     SClass_ID SuperClassID() override { return CTRL_ROTATION_CLASS_ID; }
     Class_ID ClassID() override { return Class_ID(EULER_CONTROL_CLASS_ID, 0); }
     SClass_ID SubSuperClass(int) override { return CTRL_FLOAT_CLASS_ID; }
-    MSTR SubName(int i) override { return MSTR(i == 0 ? L"X Rotation" : i == 1 ? L"Y Rotation" : L"Z Rotation"); }
+    MSTR SubName(int i) override {
+        return MSTR(i == 0 ? L"X Rotation" : i == 1 ? L"Y Rotation" : L"Z Rotation");
+    }
 
     using CompoundControl::GetInterface;
     void* GetInterface(ULONG id) override {
@@ -96,8 +100,10 @@ public:
             if (Control* c = subs_[size_t(k)]) c->GetValue(t, &axes[k], valid, CTRL_ABSOLUTE);
         AxesToPositional(axes, pos, order_);
         const Quat q = EulerQuat(pos, order_);
-        if (method == CTRL_RELATIVE) PreRotateMatrix(*static_cast<Matrix3*>(val), q);
-        else *static_cast<Quat*>(val) = q;
+        if (method == CTRL_RELATIVE)
+            PreRotateMatrix(*static_cast<Matrix3*>(val), q);
+        else
+            *static_cast<Quat*>(val) = q;
     }
 
     // Absolute: a Quat; relative: an AngAxis turned in first (Quat(aa) * old). The angles
@@ -156,7 +162,8 @@ public:
                 int32_t order = 0;
                 ULONG nr = 0;
                 res = iload->Read(&order, sizeof(order), &nr);
-                if (res == IO_OK) order_ = order >= EULERTYPE_XYZ && order <= EULERTYPE_ZXZ ? order : EULERTYPE_XYZ;
+                if (res == IO_OK)
+                    order_ = order >= EULERTYPE_XYZ && order <= EULERTYPE_ZXZ ? order : EULERTYPE_XYZ;
             }
             iload->CloseChunk();
             if (res != IO_OK) return res;
@@ -164,7 +171,7 @@ public:
         return res == IO_END ? IO_OK : res;
     }
 
-private:
+  private:
     friend class KeyTableRestore<EulerXYZ, int>;
     int Snapshot() const { return order_; }
     void Apply(int order) {
@@ -177,14 +184,16 @@ private:
 // ---------------------------------------------------------------------------------------------
 
 class PositionXYZ : public CompoundControl {
-public:
+  public:
     explicit PositionXYZ(bool loading = false) : CompoundControl(3) {
         if (!loading) MakeFloatSubs(this, 0.0f);
     }
     SClass_ID SuperClassID() override { return CTRL_POSITION_CLASS_ID; }
     Class_ID ClassID() override { return IPOS_CONTROL_CLASS_ID; }
     SClass_ID SubSuperClass(int) override { return CTRL_FLOAT_CLASS_ID; }
-    MSTR SubName(int i) override { return MSTR(i == 0 ? L"X Position" : i == 1 ? L"Y Position" : L"Z Position"); }
+    MSTR SubName(int i) override {
+        return MSTR(i == 0 ? L"X Position" : i == 1 ? L"Y Position" : L"Z Position");
+    }
     Control* GetXController() override { return Sub(0); }
     Control* GetYController() override { return Sub(1); }
     Control* GetZController() override { return Sub(2); }
@@ -219,17 +228,19 @@ public:
         return res == IO_END ? IO_OK : res;
     }
 
-private:
+  private:
     static void ApplyRelativeOrStore(void* val, const Point3& p, GetSetMethod method) {
-        if (method == CTRL_RELATIVE) static_cast<Matrix3*>(val)->PreTranslate(p);
-        else *static_cast<Point3*>(val) = p;
+        if (method == CTRL_RELATIVE)
+            static_cast<Matrix3*>(val)->PreTranslate(p);
+        else
+            *static_cast<Point3*>(val) = p;
     }
 };
 
 // ---------------------------------------------------------------------------------------------
 
 class ScaleXYZ : public CompoundControl {
-public:
+  public:
     explicit ScaleXYZ(bool loading = false) : CompoundControl(3) {
         if (!loading) MakeFloatSubs(this, 1.0f);
     }
@@ -246,8 +257,10 @@ public:
         ScaleValue v;
         for (int k = 0; k < 3; ++k)
             if (Control* c = subs_[size_t(k)]) c->GetValue(t, &v.s[k], valid, CTRL_ABSOLUTE);
-        if (method == CTRL_RELATIVE) ApplyScaling(*static_cast<Matrix3*>(val), v);
-        else *static_cast<ScaleValue*>(val) = v;
+        if (method == CTRL_RELATIVE)
+            ApplyScaling(*static_cast<Matrix3*>(val), v);
+        else
+            *static_cast<ScaleValue*>(val) = v;
     }
     // Absolute: a ScaleValue; relative: a ScaleValue composed onto the current one. A turned
     // scale axis is taken as the lengths of its matrix rows.
@@ -285,13 +298,15 @@ public:
 Control* NewEulerXYZ() { return new EulerXYZ(); }
 
 void RegisterXYZClasses(host::ClassDirectory& dir) {
-    static StdClassDesc<EulerXYZ> euler(L"Euler XYZ", L"Euler_XYZ", CTRL_ROTATION_CLASS_ID,
-                                        Class_ID(EULER_CONTROL_CLASS_ID, 0));
-    static StdClassDesc<PositionXYZ> pos(L"Position XYZ", L"Position_XYZ", CTRL_POSITION_CLASS_ID, IPOS_CONTROL_CLASS_ID);
-    static StdClassDesc<ScaleXYZ> scale(L"ScaleXYZ", L"ScaleXYZ", CTRL_SCALE_CLASS_ID, ISCALE_CONTROL_CLASS_ID);
-    dir.AddClass(&euler);
-    dir.AddClass(&pos);
-    dir.AddClass(&scale);
+    ClassDesc* euler = KeepDesc(new StdClassDesc<EulerXYZ>(L"Euler XYZ", L"Euler_XYZ", CTRL_ROTATION_CLASS_ID,
+                                                           Class_ID(EULER_CONTROL_CLASS_ID, 0)));
+    ClassDesc* pos = KeepDesc(new StdClassDesc<PositionXYZ>(L"Position XYZ", L"Position_XYZ",
+                                                            CTRL_POSITION_CLASS_ID, IPOS_CONTROL_CLASS_ID));
+    ClassDesc* scale = KeepDesc(
+        new StdClassDesc<ScaleXYZ>(L"ScaleXYZ", L"ScaleXYZ", CTRL_SCALE_CLASS_ID, ISCALE_CONTROL_CLASS_ID));
+    dir.AddClass(euler);
+    dir.AddClass(pos);
+    dir.AddClass(scale);
 }
 
-}  // namespace host::ctrl
+} // namespace host::ctrl

@@ -9,7 +9,7 @@ using namespace ctrltest;
 namespace {
 
 class Compound : public ControllerTest {
-protected:
+  protected:
     Holder holder{3};
 };
 
@@ -45,12 +45,13 @@ TEST_F(Compound, DefaultControllersAreTheHostsClasses) {
 }
 
 TEST_F(Compound, EveryStandardControllerIsCreatableByScriptName) {
-    const wchar_t* names[] = {L"bezier_float",   L"bezier_position", L"bezier_scale",    L"bezier_point3",
-                              L"tcb_float",      L"tcb_position",    L"tcb_rotation",    L"tcb_scale",
-                              L"linear_float",   L"linear_position", L"linear_rotation", L"linear_scale",
-                              L"Euler_XYZ",      L"Position_XYZ",    L"ScaleXYZ",        L"prs",
-                              L"Position_Constraint", L"float_list", L"position_list",  L"rotation_list",
-                              L"scale_list"};
+    const wchar_t* names[] = {
+        L"bezier_float",        L"bezier_position", L"bezier_scale",    L"bezier_point3",
+        L"tcb_float",           L"tcb_position",    L"tcb_rotation",    L"tcb_scale",
+        L"linear_float",        L"linear_position", L"linear_rotation", L"linear_scale",
+        L"Euler_XYZ",           L"Position_XYZ",    L"ScaleXYZ",        L"prs",
+        L"Position_Constraint", L"float_list",      L"position_list",   L"rotation_list",
+        L"scale_list"};
     for (const wchar_t* n : names) {
         ClassDesc* cd = host::ClassDirectory::Get().FindClassByScriptName(n);
         ASSERT_NE(cd, nullptr) << n;
@@ -97,7 +98,7 @@ TEST_F(Compound, EulerXYZKeysItsAxesContinuously) {
     Control* e = holder.Hold(NewDefaultRotationController());
     AnimateOn();
     for (int i = 0; i <= 8; ++i) {
-        Quat q = Quat(AngAxis(Point3::ZAxis, -0.5f * float(i)));  // a turn and more about Z
+        Quat q = Quat(AngAxis(Point3::ZAxis, -0.5f * float(i))); // a turn and more about Z
         e->SetValue(i * 100, &q);
     }
     AnimateOff();
@@ -172,7 +173,8 @@ TEST_F(Compound, PRSRotatePacketWithIdentityFramesIsDeltaTimesOld) {
 TEST_F(Compound, PRSPacketsInARotatedAndScaledParent) {
     Control* prs = holder.Hold(NewDefaultMatrix3Controller());
     // Parent: scaled (2, 1, 0.5), turned 90 degrees about Z, moved.
-    const Matrix3 parent = ScaleMatrix(Point3(2.0f, 1.0f, 0.5f)) * RotateZMatrix(HALFPI) * TransMatrix(Point3(10.0f, 0.0f, 0.0f));
+    const Matrix3 parent = ScaleMatrix(Point3(2.0f, 1.0f, 0.5f)) * RotateZMatrix(HALFPI) *
+                           TransMatrix(Point3(10.0f, 0.0f, 0.0f));
     auto world = [&] {
         Matrix3 m = parent;
         Interval iv = FOREVER;
@@ -194,16 +196,19 @@ TEST_F(Compound, PRSPacketsInARotatedAndScaledParent) {
     // Rotate about the parent's Z axis, in the parent's frame: the local rotation turns about Z.
     SetXFormPacket rot(AngAxis(Point3::ZAxis, 0.4f), TRUE, parent, parent);
     prs->SetValue(0, &rot);
-    EXPECT_TRUE(SameRotation(QuatAt(prs->GetRotationController(), 0), Quat(AngAxis(Point3::ZAxis, 0.4f)), 1e-4f));
+    EXPECT_TRUE(
+        SameRotation(QuatAt(prs->GetRotationController(), 0), Quat(AngAxis(Point3::ZAxis, 0.4f)), 1e-4f));
     // About world Z, whose direction in the parent's frame is Z again (the parent turns about Z).
     SetXFormPacket rotW(AngAxis(Point3::ZAxis, 0.2f), TRUE, parent, Matrix3());
     prs->SetValue(0, &rotW);
-    EXPECT_TRUE(SameRotation(QuatAt(prs->GetRotationController(), 0), Quat(AngAxis(Point3::ZAxis, 0.6f)), 1e-4f));
+    EXPECT_TRUE(
+        SameRotation(QuatAt(prs->GetRotationController(), 0), Quat(AngAxis(Point3::ZAxis, 0.6f)), 1e-4f));
     // About world X: in the parent (turned 90 degrees about Z, stretched) that is -Y.
     Quat r0 = QuatAt(prs->GetRotationController(), 0);
     SetXFormPacket rotX(AngAxis(Point3::XAxis, 0.3f), TRUE, parent, Matrix3());
     prs->SetValue(0, &rotX);
-    EXPECT_TRUE(SameRotation(QuatAt(prs->GetRotationController(), 0), Quat(AngAxis(-Point3::YAxis, 0.3f)) * r0, 1e-4f));
+    EXPECT_TRUE(SameRotation(QuatAt(prs->GetRotationController(), 0),
+                             Quat(AngAxis(-Point3::YAxis, 0.3f)) * r0, 1e-4f));
 
     // Scale by 2 along the node's own axes: the stretch doubles, the pivot stays.
     const Matrix3 w0 = world();
@@ -218,7 +223,8 @@ TEST_F(Compound, PRSPacketsInARotatedAndScaledParent) {
     EXPECT_TRUE(Near3(world().GetTrans(), w0.GetTrans() * 0.5f, 1e-3f));
 
     // XFORM_SET lands the node on the wanted world matrix, mirror and all.
-    const Matrix3 want = ScaleMatrix(Point3(1.0f, -2.0f, 3.0f)) * RotateYMatrix(0.7f) * RotateXMatrix(-0.2f) * TransMatrix(Point3(4.0f, 5.0f, 6.0f));
+    const Matrix3 want = ScaleMatrix(Point3(1.0f, -2.0f, 3.0f)) * RotateYMatrix(0.7f) * RotateXMatrix(-0.2f) *
+                         TransMatrix(Point3(4.0f, 5.0f, 6.0f));
     SetXFormPacket set(want, parent);
     prs->SetValue(0, &set);
     EXPECT_TRUE(NearMatrix(world(), want, 1e-3f));
@@ -226,7 +232,8 @@ TEST_F(Compound, PRSPacketsInARotatedAndScaledParent) {
     SetXFormPacket flat(ScaleMatrix(Point3(1.0f, 0.0f, 1.0f)), parent);
     prs->SetValue(0, &flat);
     const Matrix3 w = world();
-    for (int i = 0; i < 4; ++i) EXPECT_TRUE(std::isfinite(w[i].x + w[i].y + w[i].z));
+    for (int i = 0; i < 4; ++i)
+        EXPECT_TRUE(std::isfinite(w[i].x + w[i].y + w[i].z));
 }
 
 TEST_F(Compound, PRSUnderAnimateKeysItsSubControllersAndUndoes) {
@@ -277,7 +284,7 @@ TEST_F(Compound, ListsAddWeightedEntriesAndSetThroughTheActiveOne) {
     EXPECT_FLOAT_EQ(FloatAt(list, 0), 7.0f);
 
     il->SetActive(1);
-    float want = 9.0f;  // b must give 7 at weight 0.5: b = 14
+    float want = 9.0f; // b must give 7 at weight 0.5: b = 14
     list->SetValue(0, &want);
     EXPECT_FLOAT_EQ(FloatAt(b, 0), 14.0f);
     EXPECT_FLOAT_EQ(FloatAt(list, 0), 9.0f);
@@ -335,4 +342,4 @@ TEST_F(Compound, CloneControlCopiesKeysAndSubControllers) {
     EXPECT_EQ(CloneControl(nullptr), nullptr);
 }
 
-}  // namespace
+} // namespace

@@ -8,7 +8,7 @@ using namespace ctrltest;
 namespace {
 
 class Constraint : public ControllerTest {
-protected:
+  protected:
     void TearDown() override {
         holder.DeleteAllRefsFromMe();
         host::ResetScene();
@@ -28,7 +28,7 @@ TEST_F(Constraint, FollowsWeightedTargets) {
     Matrix3 m = RotateZMatrix(1.0f);
     Interval iv = FOREVER;
     pc->GetValue(0, &m, iv, CTRL_RELATIVE);
-    EXPECT_TRUE(NearMatrix(m, RotateZMatrix(1.0f)));  // no target: untouched
+    EXPECT_TRUE(NearMatrix(m, RotateZMatrix(1.0f))); // no target: untouched
 
     EXPECT_TRUE(ipc->AppendTarget(a, 100.0f));
     EXPECT_TRUE(ipc->AppendTarget(b, 100.0f));
@@ -59,4 +59,4 @@ TEST_F(Constraint, FollowsWeightedTargets) {
     EXPECT_FALSE(ipc->DeleteTarget(5));
 }
 
-}  // namespace
+} // namespace

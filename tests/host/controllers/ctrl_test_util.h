@@ -18,7 +18,7 @@ namespace ctrltest {
 
 // Holds controllers the way a node would: while it refers to them they live.
 class Holder : public ReferenceMaker {
-public:
+  public:
     explicit Holder(int n = 1) : refs_(size_t(n), nullptr) {}
     ~Holder() override { DeleteAllRefsFromMe(); }
     SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
@@ -29,17 +29,16 @@ public:
         if (msg == REFMSG_CHANGE) ++changes;
         return REF_SUCCEED;
     }
-    template <class T>
-    T* Hold(T* c, int slot = 0) {
+    template <class T> T* Hold(T* c, int slot = 0) {
         ReplaceReference(slot, c);
         return c;
     }
     int changes = 0;
 
-protected:
+  protected:
     void SetReference(int i, RefTargetHandle t) override { refs_[size_t(i)] = t; }
 
-private:
+  private:
     std::vector<ReferenceTarget*> refs_;
 };
 
@@ -96,26 +95,27 @@ inline void SetFloatAnimated(Control* c, TimeValue t, float v) {
 // q and -q are the same rotation.
 inline ::testing::AssertionResult SameRotation(const Quat& a, const Quat& b, float eps = 1e-5f) {
     if (std::fabs(std::fabs(a % b) - 1.0f) <= eps) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "(" << a.x << ", " << a.y << ", " << a.z << ", " << a.w << ") vs ("
-                                         << b.x << ", " << b.y << ", " << b.z << ", " << b.w << ")";
+    return ::testing::AssertionFailure()
+           << "(" << a.x << ", " << a.y << ", " << a.z << ", " << a.w << ") vs (" << b.x << ", " << b.y
+           << ", " << b.z << ", " << b.w << ")";
 }
 inline ::testing::AssertionResult Near3(const Point3& a, const Point3& b, float eps = 1e-4f) {
     if (a.Equals(b, eps)) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "(" << a.x << ", " << a.y << ", " << a.z << ") vs (" << b.x << ", "
-                                         << b.y << ", " << b.z << ")";
+    return ::testing::AssertionFailure() << "(" << a.x << ", " << a.y << ", " << a.z << ") vs (" << b.x
+                                         << ", " << b.y << ", " << b.z << ")";
 }
 inline ::testing::AssertionResult NearMatrix(const Matrix3& a, const Matrix3& b, float eps = 1e-4f) {
     if (a.Equals(b, eps)) return ::testing::AssertionSuccess();
     auto r = ::testing::AssertionFailure();
     for (int i = 0; i < 4; ++i)
-        r << "\n  (" << a[i].x << ", " << a[i].y << ", " << a[i].z << ") vs (" << b[i].x << ", " << b[i].y << ", "
-          << b[i].z << ")";
+        r << "\n  (" << a[i].x << ", " << a[i].y << ", " << a[i].z << ") vs (" << b[i].x << ", " << b[i].y
+          << ", " << b[i].z << ")";
     return r;
 }
 
 // Starts every test with animate mode off, an empty undo stack and the default tangents.
 class ControllerTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         AnimateOff();
         theHold.Reset();
@@ -127,4 +127,4 @@ protected:
     }
 };
 
-}  // namespace ctrltest
+} // namespace ctrltest

@@ -7,9 +7,9 @@ using namespace ctrltest;
 namespace {
 
 class Interpolation : public ControllerTest {
-protected:
+  protected:
     Holder holder{16};
-    int next = 1;  // slot 0 is for the tests' own use
+    int next = 1; // slot 0 is for the tests' own use
     Control* Bezier() { return holder.Hold(Make(CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID), next++); }
     Control* TCB() { return holder.Hold(Make(CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID), next++); }
 
@@ -65,7 +65,7 @@ TEST_F(Interpolation, StepHoldsTheEarlierKeyFromEitherSide) {
     EXPECT_FLOAT_EQ(FloatAt(c, 1), 1.0f);
     EXPECT_FLOAT_EQ(FloatAt(c, 99), 1.0f);
     EXPECT_FLOAT_EQ(FloatAt(c, 100), 5.0f);
-    EXPECT_FLOAT_EQ(FloatAt(c, 199), 5.0f);  // the step-in of the later key holds too
+    EXPECT_FLOAT_EQ(FloatAt(c, 199), 5.0f); // the step-in of the later key holds too
     EXPECT_FLOAT_EQ(FloatAt(c, 200), 9.0f);
 }
 
@@ -79,12 +79,14 @@ TEST_F(Interpolation, AutoTangentsAreFlatAtExtremesAndNeverOvershoot) {
     // Handles 10, 10, 6.667, 5 for auto and 10, 10.833, 6.667, 5 for smooth at u = 0.1.
     EXPECT_NEAR(FloatAt(autoC, 110), 9.905f, 1e-4f);
     EXPECT_NEAR(FloatAt(smooth, 110), 10.1075f, 1e-4f);
-    for (TimeValue t = 0; t <= 200; t += 5) EXPECT_LE(FloatAt(autoC, t), 10.0f + 1e-5f) << t;
+    for (TimeValue t = 0; t <= 200; t += 5)
+        EXPECT_LE(FloatAt(autoC, t), 10.0f + 1e-5f) << t;
 
     // A steep neighbour cannot drag the slope past three times the gentle side: the
     // first segment stays inside [0, 1]; handles 0, 1/3, 0, 1 give 0.25 halfway.
     Control* clamp = Bezier();
-    for (auto [t, v] : {std::pair{0, 0.0f}, {100, 1.0f}, {200, 100.0f}}) AddBezFloatKey(clamp, t, v, BEZKEY_AUTO, BEZKEY_AUTO);
+    for (auto [t, v] : {std::pair{0, 0.0f}, {100, 1.0f}, {200, 100.0f}})
+        AddBezFloatKey(clamp, t, v, BEZKEY_AUTO, BEZKEY_AUTO);
     EXPECT_NEAR(FloatAt(clamp, 50), 0.25f, 1e-5f);
     for (TimeValue t = 0; t <= 100; t += 5) {
         EXPECT_GE(FloatAt(clamp, t), -1e-6f);
@@ -142,8 +144,8 @@ TEST_F(Interpolation, GetKeyReportsTheEffectiveTangentsOfComputedTypes) {
     IKeyControl* kc = GetKeyControlInterface(c);
     IBezFloatKey k;
     kc->GetKey(1, &k);
-    EXPECT_NEAR(k.intan, -0.1f, 1e-6f);  // arrives with the slope of the line from key 0
-    EXPECT_NEAR(k.outtan, 0.2f, 1e-6f);  // smooth: (40 - 0) / 200
+    EXPECT_NEAR(k.intan, -0.1f, 1e-6f); // arrives with the slope of the line from key 0
+    EXPECT_NEAR(k.outtan, 0.2f, 1e-6f); // smooth: (40 - 0) / 200
     EXPECT_FLOAT_EQ(k.inLength, BEZ_DEFAULT_LENGTH);
 
     // Turning the key custom with those tangents keeps the curve.
@@ -159,11 +161,11 @@ TEST_F(Interpolation, TCBTensionContinuityAndBiasAsWorkedByHand) {
     struct Case {
         float tens, cont, bias, expected;
     } cases[] = {
-        {0, 0, 0, 4.0625f},   // Catmull-Rom: TD1 = 15
-        {1, 0, 0, 6.875f},    // full tension: TD1 = 0
-        {0, 1, 0, 3.125f},    // continuity 1: TD1 = 20
-        {0, 0, 1, 5.0f},      // bias 1: TD1 = 10
-        {0, -1, 0, 5.0f},     // continuity -1: TD1 = 10
+        {0, 0, 0, 4.0625f}, // Catmull-Rom: TD1 = 15
+        {1, 0, 0, 6.875f},  // full tension: TD1 = 0
+        {0, 1, 0, 3.125f},  // continuity 1: TD1 = 20
+        {0, 0, 1, 5.0f},    // bias 1: TD1 = 10
+        {0, -1, 0, 5.0f},   // continuity -1: TD1 = 10
     };
     for (const Case& cs : cases) {
         Control* c = TCB();
@@ -184,7 +186,7 @@ TEST_F(Interpolation, TCBTensionContinuityAndBiasAsWorkedByHand) {
 
 TEST_F(Interpolation, TCBEaseWarpsTimeWithinASegment) {
     Control* c = TCB();
-    AddTCBKey(c, 0, 0.0f, 0, 0, 0, 0, 1.0f);  // full ease out of the first key
+    AddTCBKey(c, 0, 0.0f, 0, 0, 0, 0, 1.0f); // full ease out of the first key
     AddTCBKey(c, 100, 10.0f);
     // The two-key curve is the line 10 s; ease out 1 gives s = u^2.
     EXPECT_NEAR(FloatAt(c, 50), 2.5f, 1e-5f);
@@ -200,7 +202,8 @@ TEST_F(Interpolation, TCBEaseWarpsTimeWithinASegment) {
     Control* e = TCB();
     AddTCBKey(e, 0, 0.0f, 5.0f, -9.0f, 3.0f, -1.0f, 2.0f);
     AddTCBKey(e, 100, 10.0f, -5.0f, 9.0f, -3.0f, 4.0f, -2.0f);
-    for (TimeValue t = 0; t <= 100; t += 10) EXPECT_TRUE(std::isfinite(FloatAt(e, t)));
+    for (TimeValue t = 0; t <= 100; t += 10)
+        EXPECT_TRUE(std::isfinite(FloatAt(e, t)));
 }
 
 TEST_F(Interpolation, LinearControllersInterpolateStraight) {
@@ -271,14 +274,16 @@ TEST_F(Interpolation, RotationKeysTakeTheShortWay) {
 
 TEST_F(Interpolation, TCBRotationThroughThreeKeysPassesEachKey) {
     Control* tcb = holder.Hold(Make(CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID));
-    const Quat qs[] = {Quat(), Quat(AngAxis(Point3::XAxis, 1.0f)), Quat(AngAxis(Point3(0.0f, 1.0f, 1.0f).Normalize(), 2.0f))};
+    const Quat qs[] = {Quat(), Quat(AngAxis(Point3::XAxis, 1.0f)),
+                       Quat(AngAxis(Point3(0.0f, 1.0f, 1.0f).Normalize(), 2.0f))};
     AnimateOn();
     for (int i = 0; i < 3; ++i) {
         Quat q = qs[i];
         tcb->SetValue(i * 100, &q);
     }
     AnimateOff();
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(SameRotation(QuatAt(tcb, i * 100), qs[i])) << i;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(SameRotation(QuatAt(tcb, i * 100), qs[i])) << i;
     // Unit length everywhere, and continuous through the middle key.
     for (TimeValue t = 0; t <= 200; t += 7) {
         Quat q = QuatAt(tcb, t);
@@ -293,11 +298,16 @@ TEST_F(Interpolation, KeyStructsHaveTheHostSizes) {
         ULONG id;
         int size;
     } expect[] = {
-        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID, 28},      {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID, 68},
-        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID, 68},    {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID, 84},
-        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID, 32},         {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID, 40},
-        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID, 44},   {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID, 56},
-        {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID, 20},   {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID, 24},
+        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID, 28},
+        {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID, 68},
+        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID, 68},
+        {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID, 84},
+        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID, 32},
+        {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID, 40},
+        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID, 44},
+        {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID, 56},
+        {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID, 20},
+        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID, 24},
     };
     for (const Expect& e : expect) {
         Control* c = holder.Hold(Make(e.sc, e.id));
@@ -310,4 +320,4 @@ TEST_F(Interpolation, KeyStructsHaveTheHostSizes) {
     EXPECT_EQ(GetKeyControlInterface(holder.Hold(NewDefaultRotationController())), nullptr);
 }
 
-}  // namespace
+} // namespace

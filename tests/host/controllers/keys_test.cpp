@@ -7,7 +7,7 @@ using namespace ctrltest;
 namespace {
 
 class Keys : public ControllerTest {
-protected:
+  protected:
     Holder holder{4};
     // A linear ramp 0 -> 10 over [0, 100]: easy to reason about out of range.
     Control* Ramp(ULONG classA = LININTERP_FLOAT_CLASS_ID, int slot = 0) {
@@ -23,7 +23,8 @@ protected:
     }
     static std::vector<TimeValue> Times(Control* c) {
         std::vector<TimeValue> t;
-        for (int i = 0; i < c->NumKeys(); ++i) t.push_back(c->GetKeyTime(i));
+        for (int i = 0; i < c->NumKeys(); ++i)
+            t.push_back(c->GetKeyTime(i));
         return t;
     }
 };
@@ -38,8 +39,8 @@ TEST_F(Keys, OutOfRangeTypesRepeatOverSeveralCycles) {
     EXPECT_NEAR(FloatAt(c, -270), 3.0f, 1e-5f);
 
     c->SetORT(ORT_OSCILLATE, ORT_AFTER);
-    EXPECT_NEAR(FloatAt(c, 180), 2.0f, 1e-5f);  // back down
-    EXPECT_NEAR(FloatAt(c, 280), 8.0f, 1e-5f);  // up again
+    EXPECT_NEAR(FloatAt(c, 180), 2.0f, 1e-5f); // back down
+    EXPECT_NEAR(FloatAt(c, 280), 8.0f, 1e-5f); // up again
     EXPECT_NEAR(FloatAt(c, 390), 1.0f, 1e-5f);
 
     c->SetORT(ORT_RELATIVE_REPEAT, ORT_AFTER);
@@ -59,7 +60,7 @@ TEST_F(Keys, OutOfRangeTypesRepeatOverSeveralCycles) {
     SetFloatAnimated(hump, 50, 10.0f);
     SetFloatAnimated(hump, 100, 4.0f);
     hump->SetORT(ORT_LOOP, ORT_AFTER);
-    EXPECT_NEAR(FloatAt(hump, 150), 10.0f - 2.0f, 1e-4f);  // v(50) + (v(0) - v(100)) * 0.5
+    EXPECT_NEAR(FloatAt(hump, 150), 10.0f - 2.0f, 1e-4f); // v(50) + (v(0) - v(100)) * 0.5
     EXPECT_NEAR(FloatAt(hump, 199), 4.12f - 3.96f, 1e-3f);
     EXPECT_NEAR(FloatAt(hump, 200), 0.0f, 1e-5f);
 
@@ -67,7 +68,7 @@ TEST_F(Keys, OutOfRangeTypesRepeatOverSeveralCycles) {
     EXPECT_FLOAT_EQ(FloatAt(c, 101), 0.0f);
     c->SetORT(ORT_CONSTANT, ORT_AFTER);
     EXPECT_FLOAT_EQ(FloatAt(c, 500), 10.0f);
-    c->SetORT(42, ORT_AFTER);  // unknown: ignored
+    c->SetORT(42, ORT_AFTER); // unknown: ignored
     EXPECT_EQ(c->GetORT(ORT_AFTER), ORT_CONSTANT);
     c->SetORT(ORT_CYCLE, ORT_AFTER);
     c->EnableORTs(FALSE);
@@ -77,11 +78,11 @@ TEST_F(Keys, OutOfRangeTypesRepeatOverSeveralCycles) {
 TEST_F(Keys, BezierLinearOutOfRangeFollowsTheEndTangents) {
     Control* c = holder.Hold(Make(CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID));
     AddBezFloatKey(c, 0, 0.0f, BEZKEY_SLOW, BEZKEY_SLOW);
-    AddBezFloatKey(c, 100, 10.0f, BEZKEY_FAST, BEZKEY_FAST);  // arrives at 0.2 per tick
+    AddBezFloatKey(c, 100, 10.0f, BEZKEY_FAST, BEZKEY_FAST); // arrives at 0.2 per tick
     c->SetORT(ORT_LINEAR, ORT_AFTER);
     c->SetORT(ORT_LINEAR, ORT_BEFORE);
     EXPECT_NEAR(FloatAt(c, 150), 20.0f, 1e-4f);
-    EXPECT_NEAR(FloatAt(c, -50), 0.0f, 1e-5f);  // leaves flat
+    EXPECT_NEAR(FloatAt(c, -50), 0.0f, 1e-5f); // leaves flat
 
     Holder h(1);
     Control* tcb = h.Hold(Make(CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID));
@@ -130,17 +131,17 @@ TEST_F(Keys, ValidityFollowsTheKeys) {
 TEST_F(Keys, SetValueKeysUnderAnimateAndOtherwiseSetsOrOffsets) {
     Control* c = holder.Hold(Make(CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID));
     float v = 3.0f;
-    c->SetValue(100, &v);  // no keys, animate off: the constant
+    c->SetValue(100, &v); // no keys, animate off: the constant
     EXPECT_EQ(c->NumKeys(), 0);
     EXPECT_FLOAT_EQ(FloatAt(c, -1000), 3.0f);
 
     SetFloatAnimated(c, 100, 5.0f);
     SetFloatAnimated(c, 200, 9.0f);
-    SetFloatAnimated(c, 200, 8.0f);  // a key at t takes the value
+    SetFloatAnimated(c, 200, 8.0f); // a key at t takes the value
     EXPECT_EQ(Times(c), (std::vector<TimeValue>{100, 200}));
     EXPECT_FLOAT_EQ(FloatAt(c, 200), 8.0f);
 
-    v = 6.0f;  // animate off, on a key: that key only
+    v = 6.0f; // animate off, on a key: that key only
     c->SetValue(100, &v);
     EXPECT_FLOAT_EQ(FloatAt(c, 100), 6.0f);
     EXPECT_FLOAT_EQ(FloatAt(c, 200), 8.0f);
@@ -193,7 +194,8 @@ TEST_F(Keys, AnimatableKeyCallsEditTheTable) {
     EXPECT_EQ(c->NumSelKeys(), 2);
     IBezPoint3Key k;
     GetKeyControlInterface(c)->GetKey(1, &k);
-    EXPECT_EQ(k.flags & (IKEY_SELECTED | IKEY_XSEL | IKEY_YSEL | IKEY_ZSEL), IKEY_SELECTED | IKEY_XSEL | IKEY_YSEL | IKEY_ZSEL);
+    EXPECT_EQ(k.flags & (IKEY_SELECTED | IKEY_XSEL | IKEY_YSEL | IKEY_ZSEL),
+              IKEY_SELECTED | IKEY_XSEL | IKEY_YSEL | IKEY_ZSEL);
     EXPECT_EQ(c->GetTimeRange(TIMERANGE_SELONLY), Interval(100, 200));
 
     // Moving the selection onto an unselected key replaces it.
@@ -211,17 +213,17 @@ TEST_F(Keys, AnimatableKeyCallsEditTheTable) {
     EXPECT_EQ(Times(c), (std::vector<TimeValue>{0, 300, 500, 700}));
 
     c->DeleteKeyAtTime(500);
-    c->DeleteKeyAtTime(123);  // nothing there
+    c->DeleteKeyAtTime(123); // nothing there
     EXPECT_EQ(c->NumKeys(), 3);
     c->AddNewKey(150, ADDKEY_SELECT);
     EXPECT_EQ(c->NumKeys(), 4);
     EXPECT_TRUE(c->IsKeySelected(1));
-    c->DeleteKeys(TRACK_DOSEL);  // the selected ones: 150 and 300
+    c->DeleteKeys(TRACK_DOSEL); // the selected ones: 150 and 300
     EXPECT_EQ(Times(c), (std::vector<TimeValue>{0, 700}));
     const Point3 first = Point3At(c, 0);
     c->DeleteKeys(TRACK_DOALL);
     EXPECT_EQ(c->NumKeys(), 0);
-    EXPECT_TRUE(Near3(Point3At(c, 999), first));  // constant at the first key's value
+    EXPECT_TRUE(Near3(Point3At(c, 999), first)); // constant at the first key's value
 }
 
 TEST_F(Keys, BadInputGivesDefinedResults) {
@@ -231,7 +233,7 @@ TEST_F(Keys, BadInputGivesDefinedResults) {
     k.val = 123.0f;
     kc->GetKey(-1, &k);
     kc->GetKey(2, &k);
-    EXPECT_FLOAT_EQ(k.val, 123.0f);  // untouched
+    EXPECT_FLOAT_EQ(k.val, 123.0f); // untouched
     kc->SetKey(7, &k);
     kc->SetKey(0, nullptr);
     EXPECT_EQ(kc->AppendKey(nullptr), -1);
@@ -250,7 +252,7 @@ TEST_F(Keys, BadInputGivesDefinedResults) {
     k.time = 10;
     k.val = 0.0f;
     kc->AppendKey(&k);
-    EXPECT_TRUE(std::isfinite(FloatAt(c, 30)));  // unsorted: still a number
+    EXPECT_TRUE(std::isfinite(FloatAt(c, 30))); // unsorted: still a number
     kc->SortKeys();
     EXPECT_EQ(Times(c), (std::vector<TimeValue>{10, 50}));
     EXPECT_FLOAT_EQ(FloatAt(c, 50), 3.0f);
@@ -374,12 +376,18 @@ TEST_F(Keys, UndoAndRedoOfKeyEdits) {
 
 TEST_F(Keys, EveryKeyframeClassUndoesItsKeys) {
     const std::pair<SClass_ID, ULONG> classes[] = {
-        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},      {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
-        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},    {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},         {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},   {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},         {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},   {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
+        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
+        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
+        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
     };
     for (auto [sc, id] : classes) {
         Control* c = holder.Hold(Make(sc, id));
@@ -396,4 +404,4 @@ TEST_F(Keys, EveryKeyframeClassUndoesItsKeys) {
     }
 }
 
-}  // namespace
+} // namespace

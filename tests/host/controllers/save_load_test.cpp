@@ -11,14 +11,16 @@ using namespace ctrltest;
 namespace {
 
 class SaveLoad : public ControllerTest {
-protected:
+  protected:
     // Writes root into a file, reads it back and answers the copy (held in slot 1 of `into`).
     Control* RoundTrip(Control* root, Holder& into) {
         std::vector<uint8_t> bytes;
         std::wstring err;
-        EXPECT_TRUE(host::WriteObjectFile({root}, host::SceneSettings(), bytes, &err)) << std::string(err.begin(), err.end());
+        EXPECT_TRUE(host::WriteObjectFile({root}, host::SceneSettings(), bytes, &err))
+            << std::string(err.begin(), err.end());
         host::LoadedObjectFile loaded;
-        EXPECT_TRUE(host::ReadObjectFile(bytes.data(), bytes.size(), loaded, &err)) << std::string(err.begin(), err.end());
+        EXPECT_TRUE(host::ReadObjectFile(bytes.data(), bytes.size(), loaded, &err))
+            << std::string(err.begin(), err.end());
         if (loaded.Roots().size() != 1) return nullptr;
         auto* c = dynamic_cast<Control*>(loaded.Roots()[0]);
         into.Hold(c, 1);
@@ -48,12 +50,18 @@ protected:
 
 TEST_F(SaveLoad, EveryKeyframeControllerRoundTripsItsKeys) {
     const std::pair<SClass_ID, ULONG> classes[] = {
-        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},      {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
-        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},    {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},         {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},   {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},         {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},   {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
+        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
+        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
+        {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},
+        {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
+        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},
+        {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
     };
     for (auto [sc, id] : classes) {
         Holder h(2);
@@ -63,10 +71,19 @@ TEST_F(SaveLoad, EveryKeyframeControllerRoundTripsItsKeys) {
             c->AddNewKey(i * 100, 0);
             alignas(16) unsigned char v[64] = {};
             switch (sc) {
-                case CTRL_FLOAT_CLASS_ID: *reinterpret_cast<float*>(v) = float(i * i); break;
-                case CTRL_ROTATION_CLASS_ID: new (v) Quat(AngAxis(Point3(1.0f, float(i), 2.0f).Normalize(), 0.7f * float(i))); break;
-                case CTRL_SCALE_CLASS_ID: new (v) ScaleValue(Point3(1.0f + float(i), 2.0f, 0.5f), Quat(AngAxis(Point3::ZAxis, 0.1f * float(i)))); break;
-                default: new (v) Point3(float(i), float(-i), float(i * i)); break;
+            case CTRL_FLOAT_CLASS_ID:
+                *reinterpret_cast<float*>(v) = float(i * i);
+                break;
+            case CTRL_ROTATION_CLASS_ID:
+                new (v) Quat(AngAxis(Point3(1.0f, float(i), 2.0f).Normalize(), 0.7f * float(i)));
+                break;
+            case CTRL_SCALE_CLASS_ID:
+                new (v) ScaleValue(Point3(1.0f + float(i), 2.0f, 0.5f),
+                                   Quat(AngAxis(Point3::ZAxis, 0.1f * float(i))));
+                break;
+            default:
+                new (v) Point3(float(i), float(-i), float(i * i));
+                break;
             }
             c->SetValue(i * 100, v);
         }
@@ -175,4 +192,4 @@ TEST_F(SaveLoad, DamagedKeyChunksAreRefused) {
     EXPECT_NE(fresh->Load(&r), IO_OK);
 }
 
-}  // namespace
+} // namespace

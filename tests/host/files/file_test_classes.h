@@ -1,4 +1,4 @@
-// Small classes that save and load through chunks, for the file tests.
+// Small classes that save and load through chunks, and helpers to find chunks in a file.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -231,6 +231,27 @@ inline void RegisterClasses() {
     Gadget::registerCallback = false;
     Gadget::throwingCallback = false;
 }
+
+// The header offset of a chunk in a scene file, found by (id, occurrence) pairs from the top.
+inline size_t ChunkAt(const std::vector<uint8_t>& b, std::vector<std::pair<USHORT, int>> path) {
+    constexpr size_t kBody = sizeof host::SCENE_FILE_MAGIC + 4;
+    host::ChunkReader r(b.data() + kBody, b.size() - kBody, kBody);
+    for (auto [id, nth] : path) {
+        int seen = 0;
+        bool found = false;
+        while (!found && r.OpenChunk() == IO_OK) {
+            found = r.CurChunkID() == id && seen++ == nth;
+            if (!found) r.CloseChunk();
+        }
+        if (!found) {
+            ADD_FAILURE() << "no chunk " << std::hex << id;
+            return 0;
+        }
+    }
+    return r.CurChunkOffset() - host::CHUNK_HEADER_SIZE;
+}
+
+inline void PutI32At(std::vector<uint8_t>& b, size_t at, int32_t v) { std::memcpy(b.data() + at, &v, 4); }
 
 inline std::string Narrow(const std::wstring& w) { return host::ToUtf8(w); }
 

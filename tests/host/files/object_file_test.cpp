@@ -8,31 +8,6 @@ using namespace filetest;
 
 namespace {
 
-constexpr size_t kBody = sizeof host::SCENE_FILE_MAGIC + 4;
-
-// The header offset of a chunk found by a path of (id, occurrence) pairs from the top.
-size_t ChunkAt(const std::vector<uint8_t>& b, std::vector<std::pair<USHORT, int>> path) {
-    host::ChunkReader r(b.data() + kBody, b.size() - kBody, kBody);
-    for (size_t level = 0; level < path.size(); ++level) {
-        int seen = 0;
-        bool found = false;
-        while (r.OpenChunk() == IO_OK) {
-            if (r.CurChunkID() == path[level].first && seen++ == path[level].second) {
-                found = true;
-                break;
-            }
-            r.CloseChunk();
-        }
-        if (!found) {
-            ADD_FAILURE() << "no chunk on the path at level " << level;
-            return 0;
-        }
-    }
-    return r.CurChunkOffset() - host::CHUNK_HEADER_SIZE;
-}
-
-void PutI32At(std::vector<uint8_t>& b, size_t at, int32_t v) { std::memcpy(b.data() + at, &v, 4); }
-
 // root -> [a, null, b]; a -> c; b -> c (shared); a carries a Tag.
 Gadget* BuildGraph() {
     auto* root = new Gadget;

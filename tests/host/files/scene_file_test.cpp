@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -14,30 +13,6 @@
 using namespace filetest;
 
 namespace {
-
-constexpr size_t kBody = sizeof host::SCENE_FILE_MAGIC + 4;
-
-size_t ChunkAt(const std::vector<uint8_t>& b, std::vector<std::pair<USHORT, int>> path) {
-    host::ChunkReader r(b.data() + kBody, b.size() - kBody, kBody);
-    for (auto [id, nth] : path) {
-        int seen = 0;
-        bool found = false;
-        while (r.OpenChunk() == IO_OK) {
-            if (r.CurChunkID() == id && seen++ == nth) {
-                found = true;
-                break;
-            }
-            r.CloseChunk();
-        }
-        if (!found) {
-            ADD_FAILURE() << "no chunk " << id;
-            return 0;
-        }
-    }
-    return r.CurChunkOffset() - host::CHUNK_HEADER_SIZE;
-}
-
-void PutI32At(std::vector<uint8_t>& b, size_t at, int32_t v) { std::memcpy(b.data() + at, &v, 4); }
 
 struct NotifyLog {
     std::vector<int> codes;

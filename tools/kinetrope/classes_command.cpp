@@ -6,6 +6,7 @@
 
 #include "hoststart.h"
 #include "iplugin.h"
+#include "maxapi.h"
 #include "subcommand.h"
 
 namespace kt::cli {
@@ -68,6 +69,10 @@ int Run(const std::vector<std::string>& args, const GlobalOptions&) {
         }
     }
 
+    // The list is meant for other programs: whatever the host or a plug-in reports while
+    // loading goes to stderr so that stdout holds class lines only.
+    const host::Listener::Sink previous = host::Listener::SetSink(
+        [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); });
     host::StartHost();
     const host::ClassDirectory& dir = host::ClassDirectory::Get();
     bool found = false;
@@ -79,6 +84,7 @@ int Run(const std::vector<std::string>& args, const GlobalOptions&) {
             if (lib == dir.LibraryOf(i)) PrintClass(index++, dir.GetClassAt(i));
     }
     host::StopHost();
+    host::Listener::SetSink(previous);
     if (filtered && !found) {
         std::fprintf(stderr, "kinetrope classes: no library named '%s' is loaded\n", host::ToUtf8(only).c_str());
         return kExitFailure;

@@ -69,6 +69,11 @@ public:
     void GetLines(TimeValue t, std::vector<Point3>& segments, Interval& valid);
     // The cube of the size at t.
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
+    // Viewport: the lines of GetLines in the node's colour; with screen size on, size is in
+    // pixel-like units (scaled by the view's screen scale at the pivot); draw on top turns the
+    // depth test off.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
     Interval ChannelValidity(TimeValue t, int chan) override;
 
     int NumRefs() override { return 1; }
@@ -101,6 +106,9 @@ public:
     // The twelve edges of the box as pairs of end points; none for an empty box.
     void GetLines(std::vector<Point3>& segments) const;
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
+    // Viewport: the box edges in the node's colour.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
 
     RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
         return REF_SUCCEED;

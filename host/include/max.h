@@ -21,3 +21,7 @@
 #include "inode.h"
 #include "ilayer.h"
 #include "maxapi.h"
+#if __has_include("viewexp.h")
+#include "gfx.h"
+#include "viewexp.h"
+#endif

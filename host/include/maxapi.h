@@ -17,6 +17,11 @@
 
 class QWidget;
 class ClassDesc;
+class TrackViewFilter;
+struct TrackViewPick;
+class ViewExp;
+class IPoint2;
+class PickNodeCallback;
 
 // Called with the new time whenever the current time changes.
 class TimeChangeCallback {
@@ -149,6 +154,11 @@ public:
     virtual float GetUIScaleFactor();
     virtual QWidget* GetQmaxMainWindow();
     virtual HWND GetMAXHWnd();
+    // The active viewport (viewexp.h); the host keeps one, the perspective user view at first.
+    virtual ViewExp& GetActiveViewExp();
+    // The node under a screen point of vpt at the current time (closest hit within the pick
+    // tolerance, see host::PickSceneNode); null when nothing is there. filter may be null.
+    virtual INode* PickNode(ViewExp* vpt, const IPoint2& pt, PickNodeCallback* filter = nullptr);
 
     // ---- Layers.
     virtual ILayerManager* GetLayerManager();
@@ -173,6 +183,12 @@ public:
     // APP_AUTOBACK_DIR the system's temporary folder, the others $KT_HOST_ROOT_DIR (else the
     // configuration folder). The text stays valid until the next GetDir of the same id.
     virtual const MCHAR* GetDir(int which);
+
+    // ---- Track view.
+    // The track-view pick dialog (trackview.h): TRUE and res filled for a pick, FALSE for a
+    // cancel. Only tracks the filter allows can be picked.
+    virtual BOOL TrackViewPickDlg(HWND hParent, TrackViewPick* res, TrackViewFilter* filter = nullptr,
+                                  DWORD flags = 0);
 };
 
 class IObjParam : public Interface {};

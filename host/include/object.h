@@ -145,6 +145,9 @@ struct ChannelValidities {
 
 class Object : public BaseObject {
 public:
+    // The local box (GetLocalBoundBox) through inode's object matrix at t; unchanged when the
+    // local box is empty or inode is null.
+    void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
     // The state at t. A base object answers itself; derived objects evaluate their stack.
     virtual ObjectState Eval(TimeValue t) { (void)t; return ObjectState(this); }
     // The object at the bottom of a modifier stack; this for a base object.
@@ -242,4 +245,8 @@ public:
     // What a drawer needs: each curve as a polyline, sampled with `steps` points inside each
     // piece; a closed curve repeats its first point at the end.
     void host_GetPolylines(TimeValue t, int steps, std::vector<std::vector<Point3>>& out);
+
+    // Viewport: the curves as polylines in the node's colour; the box of the polylines.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
 };

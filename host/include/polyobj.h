@@ -43,6 +43,10 @@ public:
     void Deform(Deformer* defProc, int useSel = 0) override;
     void GetDeformBBox(TimeValue t, Box3& box, Matrix3* tm = nullptr, BOOL useSel = FALSE) override;
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
+    // Viewport: wireframe edges, or flat-shaded faces when the view is not wireframe (a selected
+    // mesh also shows its edges); faces are hit inside, edges within the region's tolerance.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
 
     int CanConvertToType(Class_ID obtype) override;
     Object* ConvertToType(TimeValue t, Class_ID obtype) override;

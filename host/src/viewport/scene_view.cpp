@@ -1,0 +1,160 @@
+// UI colours, the scene's draw and pick loops, and the core interface's view calls.
+#include <algorithm>
+#include <array>
+
+#include "gfx.h"
+#include "inode.h"
+#include "maxapi.h"
+#include "object.h"
+#include "viewexp.h"
+
+namespace {
+
+std::array<Point3, COLOR_TOTAL>& UIColors() {
+    static std::array<Point3, COLOR_TOTAL> colors = [] {
+        std::array<Point3, COLOR_TOTAL> c{};
+        c[COLOR_SELECTION] = Point3(1.0f, 1.0f, 1.0f);
+        c[COLOR_SUBSELECTION] = Point3(1.0f, 0.0f, 0.0f);
+        c[COLOR_FREEZE] = Point3(0.62f, 0.62f, 0.62f);
+        c[COLOR_GRID] = Point3(0.4f, 0.4f, 0.4f);
+        c[COLOR_LINK_LINES] = Point3(1.0f, 1.0f, 1.0f);
+        c[COLOR_TRAJECTORY] = Point3(1.0f, 0.0f, 0.0f);
+        c[COLOR_DUMMY_OBJ] = Point3(0.0f, 0.6f, 0.1f);
+        c[COLOR_POINT_OBJ] = Point3(0.0f, 0.6f, 0.1f);
+        c[COLOR_POINT_AXES] = Point3(1.0f, 0.0f, 0.0f);
+        c[COLOR_BONES] = Point3(0.9f, 0.85f, 0.6f);
+        c[COLOR_GIZMOS] = Point3(1.0f, 0.5f, 0.0f);
+        c[COLOR_SEL_GIZMOS] = Point3(1.0f, 1.0f, 0.0f);
+        c[COLOR_VP_BACKGROUND] = Point3(0.45f, 0.45f, 0.45f);
+        return c;
+    }();
+    return colors;
+}
+
+int gPickTolerance = 4;
+
+template <class Fn>
+void ForEachNode(INode* node, Fn&& fn) {
+    for (int i = 0; i < node->NumberOfChildren(); ++i) {
+        INode* child = node->GetChildNode(i);
+        fn(child);
+        ForEachNode(child, fn);
+    }
+}
+
+void ResetLimits(ViewExp& vpt, DWORD extra = 0) {
+    DWORD limits = GW_Z_BUFFER | (vpt.IsWire() ? GW_WIREFRAME : (GW_ILLUM | GW_FLAT)) | extra;
+    vpt.getGW()->setRndLimits(limits);
+}
+
+}  // namespace
+
+Point3 GetUIColor(int which) {
+    if (which < 0 || which >= COLOR_TOTAL) return Point3(0, 0, 0);
+    return UIColors()[size_t(which)];
+}
+
+void SetUIColor(int which, const Point3& clr) {
+    if (which >= 0 && which < COLOR_TOTAL) UIColors()[size_t(which)] = clr;
+}
+
+Point3 host_WireColorToPoint3(DWORD bgr) {
+    return Point3(float(bgr & 0xFF) / 255.0f, float((bgr >> 8) & 0xFF) / 255.0f, float((bgr >> 16) & 0xFF) / 255.0f);
+}
+
+namespace host {
+
+int PickTolerance() { return gPickTolerance; }
+void SetPickTolerance(int pixels) { gPickTolerance = std::max(pixels, 0); }
+
+Point3 NodeDrawColor(INode* node) {
+    if (!node) return GetUIColor(COLOR_SELECTION);
+    if (node->IsFrozen()) return GetUIColor(COLOR_FREEZE);
+    if (node->Selected()) return GetUIColor(COLOR_SELECTION);
+    return host_WireColorToPoint3(node->GetWireColor());
+}
+
+void DrawScene(ViewExp& vpt, TimeValue t) {
+    vpt.host_BeginFrame();
+    INode* root = GetCOREInterface()->GetRootNode();
+    if (!root) return;
+    ForEachNode(root, [&](INode* node) {
+        if (node->IsHidden()) return;
+        const ObjectState& os = node->EvalWorldState(t);
+        if (!os.obj) return;
+        ResetLimits(vpt);
+        os.obj->Display(t, node, &vpt, 0);
+    });
+    ResetLimits(vpt);
+}
+
+INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, PickNodeCallback* filter) {
+    INode* root = GetCOREInterface()->GetRootNode();
+    if (!root || !p) return nullptr;
+    GraphicsWindow* gw = vpt.getGW();
+    INode* best = nullptr;
+    DWORD bestDist = 0;
+    float bestDepth = 0;
+    ForEachNode(root, [&](INode* node) {
+        if (node->IsHidden() || node->IsFrozen()) return;
+        if (filter && !filter->Filter(node)) return;
+        const ObjectState& os = node->EvalWorldState(t);
+        if (!os.obj) return;
+        ResetLimits(vpt);
+        gw->clearHitCode();
+        if (!os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) return;
+        DWORD d = gw->getHitDistance();
+        float depth = gw->host_HitDepth();
+        if (!best || d < bestDist || (d == bestDist && depth < bestDepth)) {
+            best = node;
+            bestDist = d;
+            bestDepth = depth;
+        }
+    });
+    ResetLimits(vpt);
+    return best;
+}
+
+void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out) {
+    out.clear();
+    INode* root = GetCOREInterface()->GetRootNode();
+    if (!root || !p) return;
+    GraphicsWindow* gw = vpt.getGW();
+    ForEachNode(root, [&](INode* node) {
+        if (node->IsHidden() || node->IsFrozen()) return;
+        const ObjectState& os = node->EvalWorldState(t);
+        if (!os.obj) return;
+        ResetLimits(vpt);
+        gw->clearHitCode();
+        if (os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) out.push_back(node);
+    });
+    ResetLimits(vpt);
+}
+
+Box3 SceneWorldBox(ViewExp& vpt, TimeValue t) {
+    Box3 all;
+    INode* root = GetCOREInterface()->GetRootNode();
+    if (!root) return all;
+    ForEachNode(root, [&](INode* node) {
+        if (node->IsHidden()) return;
+        const ObjectState& os = node->EvalWorldState(t);
+        Box3 b;
+        if (os.obj) os.obj->GetWorldBoundBox(t, node, &vpt, b);
+        if (b.IsEmpty()) b += node->GetNodeTM(t).GetTrans();
+        all += b;
+    });
+    return all;
+}
+
+}  // namespace host
+
+ViewExp& Interface::GetActiveViewExp() {
+    static ViewExp view;
+    return view;
+}
+
+INode* Interface::PickNode(ViewExp* vpt, const IPoint2& pt, PickNodeCallback* filter) {
+    if (!vpt) return nullptr;
+    IPoint2 p = pt;
+    return host::PickSceneNode(*vpt, GetTime(), HITTYPE_POINT, TRUE, &p, filter);
+}

@@ -17,6 +17,8 @@
 
 class QWidget;
 class ClassDesc;
+class TrackViewFilter;
+struct TrackViewPick;
 class ViewExp;
 class IPoint2;
 class PickNodeCallback;
@@ -181,6 +183,12 @@ public:
     // APP_AUTOBACK_DIR the system's temporary folder, the others $KT_HOST_ROOT_DIR (else the
     // configuration folder). The text stays valid until the next GetDir of the same id.
     virtual const MCHAR* GetDir(int which);
+
+    // ---- Track view.
+    // The track-view pick dialog (trackview.h): TRUE and res filled for a pick, FALSE for a
+    // cancel. Only tracks the filter allows can be picked.
+    virtual BOOL TrackViewPickDlg(HWND hParent, TrackViewPick* res, TrackViewFilter* filter = nullptr,
+                                  DWORD flags = 0);
 };
 
 class IObjParam : public Interface {};

@@ -22,6 +22,12 @@ bool IsNodeValue(const Value& v);
 Value AnimValue(Animatable* anim);
 // The animatable of a node, animatable or sub-anim value, or null.
 Animatable* ToAnim(const Value& v);
+// The track `index` of parent (what getSubAnim answers), whether or not a controller fills it;
+// undefined for a null parent.
+Value SubAnimTrackValue(Animatable* parent, int index);
+// The owner and sub-anim index of a track value; false for any other value (a controller
+// value is not a track: it does not know its owner).
+bool ToSubAnim(const Value& v, Animatable*& parent, int& index);
 // The class value of a class descriptor (cached; classes live as long as the process).
 Value ClassValue(ClassDesc* cd);
 // The class descriptor of a class value, or null.

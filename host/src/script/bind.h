@@ -13,7 +13,24 @@ class Animatable;
 class ClassDesc;
 class FPValue;
 
+class Value;
+
 namespace host::script {
+
+// While it lives, script values handed to published functions as Value* (TYPE_VALUE) and the
+// Value* a function answers stay alive; they are released when it ends.
+class FPCallValues {
+public:
+    FPCallValues();
+    ~FPCallValues();
+    FPCallValues(const FPCallValues&) = delete;
+    FPCallValues& operator=(const FPCallValues&) = delete;
+    ::Value* Make(const Value& v);
+
+private:
+    struct Impl;
+    Impl* impl_;
+};
 
 // Host math <-> script values.
 Value FromPoint3(const ::Point3& p);

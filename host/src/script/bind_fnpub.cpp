@@ -9,6 +9,7 @@
 #include "ifnpub.h"
 #include "inode.h"
 #include "iparamb2.h"
+#include "maxscript.h"
 #include "point2.h"
 
 namespace host::script::scene {
@@ -170,6 +171,7 @@ Value FromFP(const FPValue& v, FPInterfaceDesc* desc, EnumID enumID) {
     case TYPE_INTERFACE: return InterfaceValue(v.fpi);
     case TYPE_CLASS: return v.cd ? ClassValue(v.cd) : Value();
     case TYPE_FPVALUE: return v.fpv ? FromFP(*v.fpv, desc, enumID) : Value();
+    case TYPE_VALUE: return v.v ? v.v->ScriptValue() : Value();
     default: return Value();
     }
 }
@@ -314,6 +316,12 @@ namespace {
 
 Value CallFunction(Interpreter& in, FPInterface* fpi, FPFunctionDef& fd, const CallArgs& args) {
     host::FPScriptCall call;
+    FPCallValues values;
+    // Value* arguments take the script value as it is, whatever it holds
+    auto convert = [&values](const Value& a, int declared) {
+        return base_type(declared) == TYPE_VALUE && !is_tab(declared) ? FPValue(TYPE_VALUE, values.Make(a))
+                                                                       : ToFP(a, declared);
+    };
     int k = 0;
     for (const Value& a : args.pos) {
         // the declared type of the k-th positional argument decides the conversion
@@ -321,19 +329,25 @@ Value CallFunction(Interpreter& in, FPInterface* fpi, FPFunctionDef& fd, const C
         int seen = 0;
         for (int i = 0; i < fd.params.Count(); ++i)
             if (!fd.params[i]->IsKeyArg() && seen++ == k) declared = fd.params[i]->type;
-        call.positional.push_back(ToFP(a, declared));
+        call.positional.push_back(convert(a, declared));
         ++k;
     }
     for (const KeyArg& ka : args.keys) {
         int declared = TYPE_VOID;
         for (int i = 0; i < fd.params.Count(); ++i)
             if (SameScriptName(fd.params[i]->internal_name, ka.key)) declared = fd.params[i]->type;
-        call.keywords.emplace_back(MSTR(Wide(ka.key.Str())), ToFP(ka.value, declared));
+        call.keywords.emplace_back(MSTR(Wide(ka.key.Str())), convert(ka.value, declared));
     }
     FPValue result;
     host::FPBindResult bind = host::FPBindResult::Ok;
     MSTR message;
-    FPStatus st = host::InvokeScriptCall(fpi, fd, in.CurrentTime(), call, result, &bind, &message);
+    FPStatus st = FPS_FAIL;
+    try {
+        st = host::InvokeScriptCall(fpi, fd, in.CurrentTime(), call, result, &bind, &message);
+    } catch (const ::ScriptException& e) {
+        // a published function reports with the same error forms as a primitive
+        throw ScriptError(e.Message());
+    }
     std::string fn = Utf8(fd.internal_name.data());
     if (bind == host::FPBindResult::WrongArgCount)
         throw ArgCountError(fn, fd.NumPositional(), static_cast<int>(args.Count()));

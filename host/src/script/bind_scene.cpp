@@ -319,6 +319,7 @@ class SubAnimObj final : public ScriptObject {
 public:
     SubAnimObj(Animatable* parent, int index) : parent_(Animatable::GetHandleByAnim(parent)), index_(index) {}
     Animatable* Parent() const { return Animatable::GetAnimByHandle(parent_); }
+    int Index() const { return index_; }
     Animatable* Target() const {
         Animatable* p = Parent();
         return p && index_ < p->NumSubs() ? p->SubAnim(index_) : nullptr;
@@ -860,6 +861,18 @@ bool HostClass::Call(Interpreter& in, const CallArgs& args, Value& out) {
 }
 
 }  // namespace
+
+Value SubAnimTrackValue(Animatable* parent, int index) {
+    return parent && index >= 0 ? SubAnimValue(parent, index) : Value();
+}
+
+bool ToSubAnim(const Value& v, Animatable*& parent, int& index) {
+    auto* s = v.As<SubAnimObj>();
+    if (!s || !s->Parent()) return false;
+    parent = s->Parent();
+    index = s->Index();
+    return true;
+}
 
 // ---- public entry points ------------------------------------------------------------------------
 

@@ -70,6 +70,14 @@ const bool registered = hs::RegisterBinder(&BindPrimitives);
 }  // namespace
 
 namespace host::script {
+
+struct FPCallValues::Impl {
+    ArenaScope scope;
+};
+FPCallValues::FPCallValues() : impl_(new Impl) {}
+FPCallValues::~FPCallValues() { delete impl_; }
+::Value* FPCallValues::Make(const Value& v) { return new ::Value(v); }
+
 // Fills an FPValue from a script value; installed by the function publishing binding.
 void (*g_fillFPValue)(const Value& v, FPValue* out) = nullptr;
 }  // namespace host::script

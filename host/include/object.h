@@ -24,6 +24,8 @@ class IPoint2;
 class Box3;
 class Object;
 class IObjParam;
+class XFormModes;
+class Quat;
 
 // Channels of an object's data; the same bits as the PART_ values of REFMSG_CHANGE.
 typedef DWORD ChannelMask;
@@ -124,6 +126,26 @@ public:
     virtual void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) {
         (void)t; (void)inode; (void)vpt; (void)box;
     }
+    // Sub-object levels (subobj.h drives them): their count and names (index 0 is level 1).
+    virtual int NumSubObjTypes() { return 0; }
+    virtual const MCHAR* GetSubObjTypeName(int i) { (void)i; return nullptr; }
+    // Entering level (0 is the object itself): modes receives the level's tool modes.
+    virtual void ActivateSubobjSel(int level, XFormModes& modes) { (void)level; (void)modes; }
+    // Sub-object transforms at the active level. partm maps object to world; val is in the
+    // space of tmAxis (a world axis system); localOrigin turns and scales each sub-object
+    // about its own centre instead of the axis origin.
+    virtual void Move(TimeValue t, Matrix3& partm, Matrix3& tmAxis, Point3& val, BOOL localOrigin = FALSE) {
+        (void)t; (void)partm; (void)tmAxis; (void)val; (void)localOrigin;
+    }
+    virtual void Rotate(TimeValue t, Matrix3& partm, Matrix3& tmAxis, Quat& val, BOOL localOrigin = FALSE) {
+        (void)t; (void)partm; (void)tmAxis; (void)val; (void)localOrigin;
+    }
+    virtual void Scale(TimeValue t, Matrix3& partm, Matrix3& tmAxis, Point3& val, BOOL localOrigin = FALSE) {
+        (void)t; (void)partm; (void)tmAxis; (void)val; (void)localOrigin;
+    }
+    virtual void TransformStart(TimeValue t) { (void)t; }
+    virtual void TransformFinish(TimeValue t) { (void)t; }
+    virtual void TransformCancel(TimeValue t) { (void)t; }
     // Rollups while the object is edited.
     virtual void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) { (void)ip; (void)flags; (void)prev; }
     virtual void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) { (void)ip; (void)flags; (void)next; }

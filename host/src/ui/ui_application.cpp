@@ -10,12 +10,16 @@
 
 #include "maxapi.h"
 #include "ui/main_window.h"
+#include "ui/qt_file_dialogs.h"
 
 namespace host::ui {
 namespace {
 
 MainWindow* mainWindow = nullptr;
 DialogAnswerer answerer;
+
+QtFileDialogProvider fileDialogs;
+host::FileDialogProvider* previousFileDialogs = nullptr;
 
 bool Offscreen() { return QGuiApplication::platformName() == QLatin1String("offscreen"); }
 
@@ -37,6 +41,7 @@ MainWindow* StartUI(bool show) {
     if (!mainWindow) {
         mainWindow = new MainWindow();
         host::SetMainWindow(mainWindow);
+        previousFileDialogs = host::SetFileDialogProvider(&fileDialogs);
     }
     if (show) mainWindow->show();
     return mainWindow;
@@ -45,6 +50,8 @@ MainWindow* StartUI(bool show) {
 void StopUI() {
     if (!mainWindow) return;
     host::SetMainWindow(nullptr);
+    host::SetFileDialogProvider(previousFileDialogs);
+    previousFileDialogs = nullptr;
     delete mainWindow;
     mainWindow = nullptr;
 }

@@ -1,0 +1,16 @@
+// The parameter block ControlHelper and ControlShape share (block 0, ids in gizmo_catalogue.h).
+#pragma once
+
+#include "iparamb2.h"
+#include "shapes/gizmo_catalogue.h"
+
+namespace kt {
+
+// Adds the 25 rows (ids 0..24) to d in block order. The validators of `type` and
+// `selector_node` ask the owner; selectorValidator may be null (ControlShape has no selector).
+void DefineGizmoParams(ParamBlockDesc2& d, PBValidator* selectorValidator);
+
+// The figure parameters of a block at t; valid is narrowed by every read.
+GizmoParams ReadGizmoParams(IParamBlock2* pb, TimeValue t, Interval& valid);
+
+}  // namespace kt

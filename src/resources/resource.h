@@ -85,6 +85,56 @@
 // UIAction's display name reads from this entry, whose text is "Vertical Offset".
 #define IDS_VERTICAL_OFFSET 256
 
+// Constraints (controllers, 2500-2699). Labels shared by several blocks are one entry:
+// "Up Axis Flip" also labels viewline_length_abs, deliberately.
+#define IDS_PARENT_WEIGHT 2500
+#define IDS_PARENT_LIST 2501
+#define IDS_PARENT_RELATIVE 2502
+#define IDS_OFFSET_LIST 2503
+#define IDS_PARENT_WEIGHT_CHANGE 2504
+#define IDS_CONSTRAINT_CHANGE 2505
+#define IDS_PARENT_CONSTRAINT_ROLLUP 2506
+#define IDS_SCALE_WEIGHT 2507
+#define IDS_SCALE_LIST 2508
+#define IDS_SCALE_RELATIVE 2509
+#define IDS_LOCAL_WORLD 2510
+#define IDS_TRANSFORM_WEIGHT 2511
+#define IDS_TRANSFORM_LIST 2512
+#define IDS_TRANSFORM_WEIGHT_UI 2513
+#define IDS_TARGET_NODE 2514
+#define IDS_USE_TARGET 2515
+#define IDS_AIM_AXIS 2516
+#define IDS_AIM_AXIS_FLIP 2517
+#define IDS_UP_AXIS 2518
+#define IDS_UP_AXIS_FLIP 2519
+#define IDS_ALIGN_TYPE 2520
+#define IDS_ALIGN_NODE 2521
+#define IDS_VIEWLINE_LENGTH 2522
+#define IDS_START 2523
+#define IDS_USE_START 2524
+#define IDS_END 2525
+#define IDS_USE_END 2526
+#define IDS_ALIGN 2527
+#define IDS_INHERIT_SCALE 2528
+#define IDS_STRETCH_SCALE_ACTIVE 2529
+#define IDS_STRETCH 2530
+#define IDS_SQUASH 2531
+#define IDS_LENGTH 2532
+#define IDS_TARGET 2533
+#define IDS_INITIAL_TARGET_OFFSET 2534
+#define IDS_INITIAL_TARGET_TM 2535
+#define IDS_VERTICAL_AXIS 2536
+#define IDS_FOLLOW_HORIZONTAL 2537
+#define IDS_FOLLOW_VERTICAL 2538
+#define IDS_FOLLOW_TURNING 2539
+#define IDS_HEIGHT_OFFSET 2540
+#define IDS_GROUND_OFFSET 2541
+#define IDS_USE_GROUND 2542
+#define IDS_WEIGHT 2543
+#define IDS_RELATIVE 2544
+#define IDS_INITIAL_OFFSET 2545
+#define IDS_RESET_LENGTH 2546
+
 // Connections and float operators (controllers, 2700-2799).
 #define IDS_TRACK_SUBANIM 2700
 #define IDS_TWO_WAY 2701

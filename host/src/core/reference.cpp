@@ -78,6 +78,9 @@ private:
         ReferenceTarget* t = target ? AsTarget(Animatable::GetAnimByHandle(target)) : nullptr;
         if (target && !t) return;
         m->host_SetReferenceRaw(which_, t);
+        // What the maker computes from the slot changed: its dependents' caches (a node's
+        // transform behind a constraint's target list) must not outlive the swap.
+        if (auto* mt = dynamic_cast<ReferenceTarget*>(m)) mt->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     }
     AnimHandle maker_;
     int which_;

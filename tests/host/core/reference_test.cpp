@@ -86,6 +86,32 @@ TEST(References, DeletingATargetNullsEveryReferenceToIt) {
     b->DeleteMe();
 }
 
+TEST(References, UndoAndRedoOfASwapTellTheMakersDependents) {
+    HoldReset reset;
+    auto* top = new Thing(1);
+    auto* mid = new Thing(1);
+    auto* a = new Thing(0);
+    auto* b = new Thing(0);
+    top->ReplaceReference(0, mid);
+    mid->ReplaceReference(0, a);
+    theHold.Begin();
+    mid->ReplaceReference(0, b);
+    theHold.Accept(L"Swap");
+    top->log.clear();
+    ASSERT_TRUE(theHold.Undo());
+    EXPECT_EQ(mid->refs[0], a);
+    ASSERT_FALSE(top->log.empty()) << "a cache above mid would keep what b gave it";
+    EXPECT_EQ(top->log.back(), REFMSG_CHANGE);
+    EXPECT_EQ(top->lastFrom, mid);
+    top->log.clear();
+    ASSERT_TRUE(theHold.Redo());
+    EXPECT_EQ(mid->refs[0], b);
+    ASSERT_FALSE(top->log.empty());
+    EXPECT_EQ(top->log.back(), REFMSG_CHANGE);
+    theHold.Reset();
+    top->DeleteMe();
+}
+
 TEST(References, DependencyTestFindsCyclesAndRefusesThem) {
     // chain: c -> b -> a (c refers to b, b refers to a), so c and b depend on a.
     auto* a = new Thing(1);

@@ -1,0 +1,84 @@
+#include "controllers/constraint_targets.h"
+
+#include "inode.h"
+
+namespace kt {
+
+FPInterfaceDesc* MakeTargetListInterface(Interface_ID id, ClassDesc2* cd) {
+    auto* d = new FPInterfaceDesc(id, L"constraints", 0, cd, FP_MIXIN, p_end);
+    d->AppendFunction(ITargetListConstraint::getNumTargets_id, L"getNumTargets", TYPE_INT);
+    d->AppendFunction(ITargetListConstraint::getNode_id, L"getNode", TYPE_INODE).AddParam(L"nodeNumber", TYPE_INDEX);
+    d->AppendFunction(ITargetListConstraint::getWeight_id, L"getWeight", TYPE_FLOAT)
+        .AddParam(L"targetNumber", TYPE_INDEX);
+    {
+        FPFunctionDef& f = d->AppendFunction(ITargetListConstraint::setWeight_id, L"setWeight", TYPE_bool);
+        f.AddParam(L"targetNumber", TYPE_INDEX);
+        f.AddParam(L"weight", TYPE_FLOAT);
+    }
+    {
+        FPFunctionDef& f = d->AppendFunction(ITargetListConstraint::appendTarget_id, L"appendTarget", TYPE_bool);
+        f.AddParam(L"target", TYPE_INODE);
+        f.AddParam(L"weight", TYPE_FLOAT);
+    }
+    d->AppendFunction(ITargetListConstraint::deleteTarget_id, L"deleteTarget", TYPE_bool)
+        .AddParam(L"targetNumber", TYPE_INDEX);
+    return d;
+}
+
+BOOL ConstraintCycleValidator::Validate(PB2Value& v) {
+    (void)v;
+    return TRUE;
+}
+
+BOOL ConstraintCycleValidator::Validate(PB2Value& v, ReferenceMaker* owner, ParamID id, int tabIndex) {
+    (void)id;
+    (void)tabIndex;
+    auto* node = dynamic_cast<INode*>(v.r);
+    auto* self = dynamic_cast<ReferenceTarget*>(owner);
+    if (!node || !self) return TRUE;
+    return self->DependsOn(node) ? FALSE : TRUE;
+}
+
+ConstraintCycleValidator& CycleValidator() {
+    static ConstraintCycleValidator v;
+    return v;
+}
+
+INode* OwnerNodeOf(ReferenceTarget* ctrl) {
+    if (!ctrl) return nullptr;
+    for (ReferenceMaker* m : ctrl->Dependents())
+        if (m && m->SuperClassID() == BASENODE_CLASS_ID && static_cast<INode*>(m)->GetTMController() == ctrl)
+            return static_cast<INode*>(m);
+    return nullptr;
+}
+
+namespace targetlist {
+
+int Count(IParamBlock2* pb) { return pb ? pb->Count(kTargets) : 0; }
+
+bool CanAppend(ReferenceTarget* owner, IParamBlock2* pb, INode* target) {
+    if (!pb || !target) return pb != nullptr;
+    if (owner->DependsOn(target)) return false;
+    for (int i = 0, n = Count(pb); i < n; ++i)
+        if (pb->GetINode(kTargets, 0, i) == target) return false;
+    return true;
+}
+
+void Append(IParamBlock2* pb, INode* target, float weight) {
+    pb->Append(kTargets, 1, &target);
+    pb->Append(kWeight, 1, &weight);
+}
+
+void Delete(IParamBlock2* pb, int i) {
+    pb->Delete(kTargets, i, 1);
+    if (i < pb->Count(kWeight)) pb->Delete(kWeight, i, 1);
+}
+
+float Weight(IParamBlock2* pb, TimeValue t, int i, float pastTable, Interval& valid) {
+    if (i >= pb->Count(kWeight)) return pastTable;
+    return pb->GetFloat(kWeight, t, valid, i);
+}
+
+}  // namespace targetlist
+
+}  // namespace kt

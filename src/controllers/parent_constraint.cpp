@@ -1,0 +1,480 @@
+#include "controllers/parent_constraint.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "frame/class_registry.h"
+#include "hold.h"
+#include "inode.h"
+#include "resources/resource.h"
+#include "resources/string_table.h"
+
+namespace kt {
+namespace {
+
+constexpr USHORT kInitTMChunk = 0x0100;
+constexpr USHORT kNeedInitChunk = 0x0110;
+constexpr USHORT kLockedChunk = 0x0120;
+
+RegistryClassDesc* ParentDesc() { return ClassRegistry::Find(CTRL_MATRIX3_CLASS_ID, PARENT_CONSTRAINT_CLASS_ID); }
+
+ClassFactoryRegistrar parentRegistrar(CTRL_MATRIX3_CLASS_ID, PARENT_CONSTRAINT_CLASS_ID,
+                                      [](BOOL loading) -> void* { return new ParentConstraint(loading); });
+
+MSTR Str(int id, const MCHAR* fallback) {
+    const MCHAR* s = GetString(id);
+    return MSTR(s ? s : fallback);
+}
+
+// A change of `relative` only changes what the rollup shows; a deleted target changes the
+// blend, which the block does not pass on by itself.
+class ParentConstraintAccessor : public PBAccessor {
+public:
+    void Set(PB2Value& v, ReferenceMaker* owner, ParamID id, int tabIndex, TimeValue t) override {
+        (void)v, (void)tabIndex, (void)t;
+        auto* pc = dynamic_cast<ParentConstraint*>(owner);
+        if (pc && id == ParentConstraint::pc_relative && pc->rollup) pc->rollup->RefreshList();
+    }
+    void TabChanged(tab_changes code, Tab<PB2Value>*, ReferenceMaker* owner, ParamID, int, int) override {
+        auto* pc = dynamic_cast<ParentConstraint*>(owner);
+        if (!pc) return;
+        if (code == tab_ref_deleted) pc->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+        if (pc->rollup) pc->rollup->RefreshList();
+    }
+};
+ParentConstraintAccessor parentAccessor;
+
+ParamBlockDesc2& ParentBlock() {
+    static ParamBlockDesc2* desc = [] {
+        auto* d = new ParamBlockDesc2(0, L"params", 0, ParentDesc(), 0, p_end);
+        using PC = ParentConstraint;
+        d->AddParam(PC::pc_weight, L"weight", TYPE_FLOAT_TAB, P_ANIMATABLE | P_VARIABLE_SIZE, IDS_PARENT_WEIGHT);
+        d->SetDefault(PC::pc_weight, 50.0f);
+        d->SetRange(PC::pc_weight, 0.0f, 100.0f);
+        d->GetParamDef(PC::pc_weight).ctrl_type = TYPE_SPINNER;
+        d->AddParam(PC::pc_target_list, L"target_list", TYPE_INODE_TAB, P_VARIABLE_SIZE, IDS_PARENT_LIST);
+        d->SetValidator(PC::pc_target_list, &CycleValidator());
+        d->SetAccessor(PC::pc_target_list, &parentAccessor);
+        d->AddParam(PC::pc_relative, L"relative", TYPE_BOOL, 0, IDS_PARENT_RELATIVE);
+        d->SetDefault(PC::pc_relative, 0);
+        d->SetAccessor(PC::pc_relative, &parentAccessor);
+        d->AddParam(PC::pc_offset, L"offset", TYPE_MATRIX3_TAB, P_VARIABLE_SIZE, IDS_OFFSET_LIST);
+        return d;
+    }();
+    return *desc;
+}
+const bool parentBlockReady = (ParentBlock(), true);
+
+FPInterfaceDesc& ParentInterface() {
+    static FPInterfaceDesc* desc = MakeTargetListInterface(PARENT_CONSTRAINT_INTERFACE, ParentDesc());
+    return *desc;
+}
+const bool parentInterfaceReady = (ParentInterface(), true);
+
+bool RowsEqual(const Matrix3& a, const Matrix3& b) {
+    for (int r = 0; r < 4; ++r)
+        for (int c = 0; c < 3; ++c) {
+            const float x = a[r][c], y = b[r][c];
+            if (std::fabs(x - y) > std::max({std::fabs(x), std::fabs(y), 1.0f}) * 9.536743e-7f) return false;
+        }
+    return true;
+}
+
+Matrix3 ObjectOffsetTM(INode* n) {
+    Matrix3 m = host::ScaleValueMatrix(n->GetObjOffsetScale());
+    RotateMatrix(m, n->GetObjOffsetRot());
+    m.Translate(n->GetObjOffsetPos());
+    return m;
+}
+
+bool AncestorSelected(INode* n) {
+    for (INode* p = n ? n->GetParentNode() : nullptr; p && !p->IsRootNode(); p = p->GetParentNode())
+        if (p->Selected()) return true;
+    return false;
+}
+
+}  // namespace
+
+// Brings back the lastSetTM pair and the snapshot tables as they were before a move.
+class ParentTransformSnapshotRestore : public RestoreObj {
+public:
+    explicit ParentTransformSnapshotRestore(ParentConstraint* pc)
+        : handle_(Animatable::GetHandleByAnim(pc)),
+          undoTM_(pc->lastSetTM),
+          undoTime_(pc->lastSetTime),
+          undoSnaps_(pc->snapshots) {}
+    void Restore(int isUndo) override {
+        ParentConstraint* pc = Get();
+        if (!pc) return;
+        if (isUndo) {
+            redoTM_ = pc->lastSetTM;
+            redoTime_ = pc->lastSetTime;
+            redoSnaps_ = pc->snapshots;
+        }
+        Apply(pc, undoTM_, undoTime_, undoSnaps_);
+    }
+    void Redo() override {
+        if (ParentConstraint* pc = Get()) Apply(pc, redoTM_, redoTime_, redoSnaps_);
+    }
+    void EndHold() override {
+        if (ParentConstraint* pc = Get()) pc->ClearAFlag(A_HELD);
+    }
+    MSTR Description() override { return MSTR(L"Parent transform snapshot"); }
+
+private:
+    ParentConstraint* Get() { return dynamic_cast<ParentConstraint*>(Animatable::GetAnimByHandle(handle_)); }
+    static void Apply(ParentConstraint* pc, const Matrix3& tm, TimeValue t,
+                      const std::vector<ParentConstraint::Snapshot>& s) {
+        pc->lastSetTM = tm;
+        pc->lastSetTime = t;
+        pc->snapshots = s;
+        pc->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+    }
+    AnimHandle handle_;
+    Matrix3 undoTM_, redoTM_;
+    TimeValue undoTime_, redoTime_ = 0;
+    std::vector<ParentConstraint::Snapshot> undoSnaps_, redoSnaps_;
+};
+
+FPInterfaceDesc* IParentConstraint::GetDesc() { return &ParentInterface(); }
+
+ParentConstraint::ParentConstraint(BOOL loading) {
+    if (!loading) {
+        ReplaceReference(kPBlockRef, CreateParameterBlock2(&ParentBlock(), this));
+        ReplaceReference(kOffsetRef, NewDefaultMatrix3Controller());
+    }
+    GetCOREInterface()->RegisterTimeChangeCallback(this);
+}
+
+ParentConstraint::~ParentConstraint() { GetCOREInterface()->UnRegisterTimeChangeCallback(this); }
+
+MSTR ParentConstraint::ClassName(bool) const { return Str(IDS_CLASS_PARENTCONSTRAINT, L"Parent Constraint"); }
+
+RefTargetHandle ParentConstraint::GetReference(int i) {
+    if (i == kPBlockRef) return pblock;
+    if (i == kOffsetRef) return inner_;
+    return nullptr;
+}
+
+void ParentConstraint::SetReference(int i, RefTargetHandle rtarg) {
+    if (i == kPBlockRef) pblock = static_cast<IParamBlock2*>(rtarg);
+    if (i == kOffsetRef) inner_ = static_cast<Control*>(rtarg);
+}
+
+MSTR ParentConstraint::SubAnimName(int i, bool) {
+    if (i == kPBlockRef) return pblock ? pblock->GetLocalName() : MSTR(L"params");
+    if (i == kOffsetRef) return Str(IDS_OFFSET_LIST, L"Offset List");
+    return MSTR();
+}
+
+BOOL ParentConstraint::AssignController(Animatable* control, int subAnim) {
+    auto* c = dynamic_cast<Control*>(control);
+    if (subAnim != kOffsetRef || !c || c->SuperClassID() != CTRL_MATRIX3_CLASS_ID) return FALSE;
+    ReplaceReference(kOffsetRef, c);
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+    return TRUE;
+}
+
+RefResult ParentConstraint::NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) {
+    return REF_SUCCEED;
+}
+
+ReferenceTarget* ParentConstraint::Clone(RemapDir& remap) {
+    auto* c = new ParentConstraint(TRUE);
+    c->ReplaceReference(kPBlockRef, remap.CloneRef(pblock));
+    c->ReplaceReference(kOffsetRef, remap.CloneRef(inner_));
+    c->initTM = initTM;
+    c->needInit = needInit;
+    c->mLocked = mLocked;
+    BaseClone(this, c, remap);
+    return c;
+}
+
+BaseInterface* ParentConstraint::GetInterface(Interface_ID id) {
+    if (id == PARENT_CONSTRAINT_INTERFACE) return static_cast<IParentConstraint*>(this);
+    return Control::GetInterface(id);
+}
+
+IOResult ParentConstraint::Save(ISave* isave) {
+    WriteChunk(isave, kInitTMChunk, initTM);
+    WriteChunk(isave, kNeedInitChunk, static_cast<int>(needInit));
+    WriteChunk(isave, kLockedChunk, static_cast<int>(mLocked));
+    return IO_OK;
+}
+
+IOResult ParentConstraint::Load(ILoad* iload) {
+    IOResult res;
+    while ((res = iload->OpenChunk()) == IO_OK) {
+        int flag = 0;
+        switch (iload->CurChunkID()) {
+            case kInitTMChunk:
+                res = ReadChunk(iload, initTM);
+                break;
+            case kNeedInitChunk:
+                res = ReadChunk(iload, flag);
+                needInit = flag != 0;
+                break;
+            case kLockedChunk:
+                res = ReadChunk(iload, flag);
+                mLocked = flag != 0;
+                break;
+            default:
+                break;
+        }
+        iload->CloseChunk();
+        if (res != IO_OK) return res;
+    }
+    return res == IO_END ? IO_OK : res;
+}
+
+bool ParentConstraint::Relative() { return pblock && pblock->GetInt(pc_relative, 0) != 0; }
+
+BOOL ParentConstraint::IsAnimated() {
+    return (pblock && pblock->IsAnimated()) || (inner_ && inner_->IsAnimated()) ? TRUE : FALSE;
+}
+
+void ParentConstraint::TimeChanged(TimeValue t) {
+    (void)t;
+    // The snapshot pairs describe one time; a new time starts them afresh.
+    for (Snapshot& s : snapshots) s.changed = 0;
+}
+
+void ParentConstraint::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
+    (void)method;
+    if (!val) return;
+    Matrix3& m = *static_cast<Matrix3*>(val);
+    if (!theHold.RestoreOrRedoing() && t == GetCOREInterface()->GetTime()) {
+        lastSetTM = m;
+        lastSetTime = t;
+        if (needInit) {
+            initTM = m;
+            needInit = false;
+        }
+    }
+    m = Blend(t, valid, Relative());
+    if (inner_) inner_->GetValue(t, &m, valid, CTRL_RELATIVE);
+}
+
+const AffineParts& ParentConstraint::PartsOf(size_t i, const Matrix3& tm) {
+    if (parts_.size() <= i) parts_.resize(i + 1);
+    PartsCache& c = parts_[i];
+    if (!c.known || std::memcmp(&c.tm, &tm, sizeof(Matrix3)) != 0) {
+        c.known = true;
+        c.tm = tm;
+        decomp_affine(tm, &c.parts);
+    }
+    return c.parts;
+}
+
+Matrix3 ParentConstraint::Blend(TimeValue t, Interval& valid, bool relative) {
+    if (!pblock) return Matrix3();
+    const int count = pblock->Count(pc_target_list);
+    const int offsets = relative ? pblock->Count(pc_offset) : 0;
+    Matrix3 T;
+    if (count == 1) {
+        if (!TargetTM(0, t, valid, T)) return initTM;
+        return offsets > 0 ? pblock->GetMatrix3(pc_offset, 0, 0) * T : T;
+    }
+    Point3 pos(0.0f, 0.0f, 0.0f), scale(0.0f, 0.0f, 0.0f);
+    Quat rot, stretchRot;
+    float sum = 0.0f;
+    int live = 0;
+    for (int i = 0; i < count; ++i) {
+        if (!TargetTM(i, t, valid, T)) continue;
+        ++live;
+        if (i < offsets) T = pblock->GetMatrix3(pc_offset, 0, i) * T;
+        const AffineParts& ap = PartsOf(static_cast<size_t>(i), T);
+        const float w = targetlist::Weight(pblock, t, i, 0.0f, valid);
+        sum += w;
+        const float f = sum != 0.0f ? w / sum : 0.0f;
+        pos += ap.t * w;
+        scale += ap.k * w;
+        Quat q = ap.q;
+        q.Normalize();
+        q.MakeClosest(rot);
+        rot = Slerp(rot, q, f);
+        rot.Normalize();
+        Quat u = ap.u;
+        u.Normalize();
+        u.MakeClosest(stretchRot);
+        stretchRot = Slerp(stretchRot, u, f);
+        stretchRot.Normalize();
+    }
+    if (live == 0) return initTM;
+    if (sum <= 0.0f) return Matrix3();
+    AffineParts out;
+    out.t = pos / sum;
+    out.k = scale / sum;
+    rot.MakeClosest(IdentQuat());
+    rot.Normalize();
+    out.q = rot;
+    out.u = stretchRot;
+    return host::ComposeAffine(out);
+}
+
+bool ParentConstraint::TargetTM(int i, TimeValue t, Interval& valid, Matrix3& tm) {
+    INode* node = pblock->GetINode(pc_target_list, t, i);
+    if (!node) return false;
+    tm = node->GetNodeTM(t, &valid);
+    if (!suspendSnapshots && !theHold.RestoreOrRedoing() && t == GetCOREInterface()->GetTime())
+        TakeSnapshot(i, node, t, tm);
+    return true;
+}
+
+void ParentConstraint::TakeSnapshot(int i, INode* node, TimeValue t, const Matrix3& tm) {
+    const size_t n = static_cast<size_t>(pblock->Count(pc_target_list));
+    if (snapshots.size() != n) snapshots.resize(n);
+    Snapshot& s = snapshots[static_cast<size_t>(i)];
+    if (s.node != node || s.time != t) {
+        s.node = node;
+        s.time = t;
+        s.tm = s.lastTM = tm;
+        s.stretchTM = s.lastStretchTM = ObjectOffsetTM(node);
+        s.changed = 0;
+        return;
+    }
+    if (s.tm.Equals(tm, 1e-6f)) {
+        const Matrix3 stretch = ObjectOffsetTM(node);
+        if (s.stretchTM.Equals(stretch, 1e-6f)) return;
+    }
+    HoldSnapshots();
+    s.lastTM = s.tm;
+    s.lastStretchTM = s.stretchTM;
+    s.tm = tm;
+    s.stretchTM = ObjectOffsetTM(node);
+    s.changed = 0;
+}
+
+void ParentConstraint::HoldSnapshots() {
+    if (!theHold.Holding() || TestAFlag(A_HELD)) return;
+    SetAFlag(A_HELD);
+    theHold.Put(new ParentTransformSnapshotRestore(this));
+}
+
+void ParentConstraint::SetValue(TimeValue t, void* val, int commit, GetSetMethod method) {
+    (void)method;
+    if (!val || GetLocked()) return;
+    SetXFormPacket& pk = *static_cast<SetXFormPacket*>(val);
+    const bool live = theHold.Holding() && !theHold.RestoreOrRedoing();
+    if (pk.command == XFORM_SCALE && live) {
+        const int coords = GetCOREInterface7()->GetRefCoordSys();
+        INode* node = OwnerNode();
+        // The host scales a selected ancestor: this node follows it through its targets.
+        if (coords != COORDS_HYBRID && coords != COORDS_SCREEN && node && !node->Selected() &&
+            AncestorSelected(node)) {
+            HoldSnapshots();
+            return;
+        }
+    }
+    if (lastSetTime == t && live && !pk.tmParent.Equals(lastSetTM, 1e-6f)) {
+        Matrix3 m = pk.tmParent;
+        switch (pk.command) {
+            case XFORM_MOVE:
+                m.Translate(VectorTransform(pk.tmAxis, pk.p));
+                break;
+            case XFORM_ROTATE: {
+                Matrix3 r;
+                pk.q.MakeMatrix(r);
+                const Point3 trans = m.GetTrans();
+                m = m * (Inverse(pk.tmAxis) * r * pk.tmAxis);
+                if (pk.localOrigin) m.SetTrans(trans);
+                break;
+            }
+            case XFORM_SCALE: {
+                const Point3 trans = m.GetTrans();
+                m = m * (Inverse(pk.tmAxis) * ScaleMatrix(pk.p) * pk.tmAxis);
+                if (pk.localOrigin) m.SetTrans(trans);
+                break;
+            }
+            default:
+                break;
+        }
+        INode* node = OwnerNode();
+        if (RowsEqual(m, lastSetTM) && !(node && node->Selected())) {
+            // Only the parent moved: nothing of this node's own to change.
+            HoldSnapshots();
+            lastSetTM = pk.tmParent;
+            return;
+        }
+    }
+    if (!inner_) return;
+    Interval iv = FOREVER;
+    pk.tmParent = Blend(t, iv, Relative());
+    inner_->SetValue(t, &pk, commit, CTRL_RELATIVE);
+}
+
+int ParentConstraint::getNumTargets() { return targetlist::Count(pblock); }
+
+INode* ParentConstraint::getNode(int nodeNumber) {
+    if (nodeNumber < 0 || nodeNumber >= getNumTargets()) return nullptr;
+    return pblock->GetINode(pc_target_list, 0, nodeNumber);
+}
+
+float ParentConstraint::getWeight(int targetNumber) {
+    if (!pblock || targetNumber < 0 || targetNumber >= pblock->Count(pc_weight)) return 0.0f;
+    return pblock->GetFloat(pc_weight, GetCOREInterface()->GetTime(), targetNumber);
+}
+
+bool ParentConstraint::setWeight(int targetNumber, float weight) {
+    if (!pblock || targetNumber < 0 || targetNumber >= pblock->Count(pc_weight)) return false;
+    theHold.Begin();
+    pblock->SetValue(pc_weight, GetCOREInterface()->GetTime(), weight, targetNumber);
+    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    if (rollup) rollup->RefreshList();
+    return true;
+}
+
+bool ParentConstraint::appendTarget(INode* target, float weight) {
+    if (!targetlist::CanAppend(this, pblock, target)) return false;
+    const TimeValue now = GetCOREInterface()->GetTime();
+    theHold.Begin();
+    Interval iv = FOREVER;
+    // The blend space as it stands: with `relative` the new target adds no movement.
+    Matrix3 base = initTM;
+    if (pblock->Count(pc_target_list) > 0) {
+        suspendSnapshots = true;
+        base = Blend(now, iv, true);
+        suspendSnapshots = false;
+    }
+    Matrix3 offset = target ? base * Inverse(target->GetNodeTM(now)) : Matrix3();
+    // Offsets run parallel to the targets; an older list without them is padded first.
+    while (pblock->Count(pc_offset) < pblock->Count(pc_target_list)) {
+        Matrix3 id;
+        Matrix3* p = &id;
+        pblock->Append(pc_offset, 1, &p);
+    }
+    targetlist::Append(pblock, target, weight);
+    Matrix3* p = &offset;
+    pblock->Append(pc_offset, 1, &p);
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    if (rollup) rollup->RefreshList();
+    return true;
+}
+
+bool ParentConstraint::deleteTarget(int targetNumber) {
+    if (!pblock || targetNumber < 0 || targetNumber >= getNumTargets()) return false;
+    theHold.Begin();
+    targetlist::Delete(pblock, targetNumber);
+    if (targetNumber < pblock->Count(pc_offset)) pblock->Delete(pc_offset, targetNumber, 1);
+    snapshots.clear();
+    parts_.clear();
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    if (rollup) rollup->RefreshList();
+    return true;
+}
+
+Matrix3 ParentConstraint::GetOffset(int i) {
+    if (!pblock || i < 0 || i >= pblock->Count(pc_offset)) return Matrix3();
+    return pblock->GetMatrix3(pc_offset, 0, i);
+}
+
+void ParentConstraint::SetOffset(int i, const Matrix3& offset) {
+    if (!pblock || i < 0 || i >= pblock->Count(pc_offset)) return;
+    pblock->SetValue(pc_offset, 0, offset, i);
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+}
+
+}  // namespace kt

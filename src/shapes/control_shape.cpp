@@ -21,7 +21,7 @@ ParamBlockDesc2& ShapeBlock() {
         auto* d = new ParamBlockDesc2(0, L"params", 0, ShapeDesc(), P_AUTO_CONSTRUCT | P_VERSION, 1,
                                       ControlShape::kPBlockRef, p_end);
         DefineGizmoParams(*d, nullptr);
-        d->AddParam(pb_scale, L"scale", TYPE_PCNT_FRAC, P_ANIMATABLE, 0);
+        d->AddParam(pb_scale, L"scale", TYPE_PCNT_FRAC, P_ANIMATABLE, IDS_SHAPES_SCALE);
         d->SetDefault(pb_scale, 1.0f);
         d->SetRange(pb_scale, 0.0f, 1e30f);
         return d;

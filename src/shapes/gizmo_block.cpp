@@ -1,5 +1,7 @@
 #include "shapes/gizmo_block.h"
 
+#include "resources/resource.h"
+
 namespace kt {
 
 namespace {
@@ -11,31 +13,34 @@ public:
 };
 GizmoTypeValidator typeValidator;
 
+// Labels sit at the shapes' string block plus the parameter id.
+StringResID Label(ParamID id) { return IDS_SHAPES_TYPE + id; }
+
 }  // namespace
 
 void DefineGizmoParams(ParamBlockDesc2& d, PBValidator* selectorValidator) {
     auto integer = [&](ParamID id, const MCHAR* name, int def, int lo, int hi) {
-        d.AddParam(id, name, TYPE_INT, 0, 0);
+        d.AddParam(id, name, TYPE_INT, 0, Label(id));
         d.SetDefault(id, def);
         d.SetRange(id, lo, hi);
     };
     auto flag = [&](ParamID id, const MCHAR* name, int def) {
-        d.AddParam(id, name, TYPE_BOOL, 0, 0);
+        d.AddParam(id, name, TYPE_BOOL, 0, Label(id));
         d.SetDefault(id, def);
     };
     auto world = [&](ParamID id, const MCHAR* name, float def) {
-        d.AddParam(id, name, TYPE_WORLD, P_ANIMATABLE, 0);
+        d.AddParam(id, name, TYPE_WORLD, P_ANIMATABLE, Label(id));
         d.SetDefault(id, def);
         d.SetRange(id, 0.0f, 1e30f);
     };
     auto percent = [&](ParamID id, const MCHAR* name, float def, float lo, float hi, int flags) {
-        d.AddParam(id, name, TYPE_PCNT_FRAC, flags, 0);
+        d.AddParam(id, name, TYPE_PCNT_FRAC, flags, Label(id));
         d.SetDefault(id, def);
         d.SetRange(id, lo, hi);
     };
     integer(pb_type, L"type", kGizmoSphere, 0, kNumGizmoTypes - 1);
     d.SetValidator(pb_type, &typeValidator);
-    d.AddParam(pb_gizmo, L"gizmo", TYPE_MATRIX3, 0, 0);
+    d.AddParam(pb_gizmo, L"gizmo", TYPE_MATRIX3, 0, Label(pb_gizmo));
     flag(pb_uniform, L"uniform", 1);
     world(pb_size, L"size", 20.0f);
     world(pb_length, L"length", 20.0f);
@@ -53,15 +58,15 @@ void DefineGizmoParams(ParamBlockDesc2& d, PBValidator* selectorValidator) {
     flag(pb_constant_screen_size, L"constant_screen_size", 0);
     flag(pb_draw_on_top, L"draw_on_top", 0);
     flag(pb_selector_active, L"selector_active", 0);
-    d.AddParam(pb_selector_node, L"selector_node", TYPE_INODE, 0, 0);
+    d.AddParam(pb_selector_node, L"selector_node", TYPE_INODE, 0, Label(pb_selector_node));
     if (selectorValidator) d.SetValidator(pb_selector_node, selectorValidator);
     flag(pb_selector_ignore_backfacing, L"selector_ignore_backfacing", 0);
     flag(pb_selector_use_wire_color, L"selector_use_wire_color", 1);
-    d.AddParam(pb_selector_color, L"selector_color", TYPE_RGBA, 0, 0);
+    d.AddParam(pb_selector_color, L"selector_color", TYPE_RGBA, 0, Label(pb_selector_color));
     d.SetDefault(pb_selector_color, Point3(1.0f, 0.0f, 0.0f));
     percent(pb_selector_sel_opacity, L"selector_sel_opacity", 0.5f, 0.0f, 100.0f, 0);
     percent(pb_selector_unsel_opacity, L"selector_unsel_opacity", 0.25f, 0.0f, 100.0f, 0);
-    d.AddParam(pb_selector_push_value, L"selector_push_value", TYPE_FLOAT, 0, 0);
+    d.AddParam(pb_selector_push_value, L"selector_push_value", TYPE_FLOAT, 0, Label(pb_selector_push_value));
     d.SetDefault(pb_selector_push_value, 0.1f);
     d.SetRange(pb_selector_push_value, 0.0f, 1e30f);
 }

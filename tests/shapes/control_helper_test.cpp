@@ -318,6 +318,11 @@ TEST_F(ControlHelperTest, PublishedPropertiesReadAndWriteTheGizmoParts) {
     FPValue result;
     ASSERT_EQ(fp->Invoke(IControlHelper::fnResetGizmo, result), FPS_OK);
     EXPECT_TRUE(fp->GetGizmoTM().Equals(Matrix3()));
+    // Display names of the rows, the unselected opacity's label included as it stands.
+    ParamBlockDesc2* pbd = h->pblock->GetDesc();
+    EXPECT_EQ(std::wstring(pbd->GetLocalName(pb_type).data()), L"Helper Type");
+    EXPECT_EQ(std::wstring(pbd->GetLocalName(pb_selector_unsel_opacity).data()), L"Use Position");
+    EXPECT_EQ(std::wstring(pbd->GetLocalName(pb_warp_amount).data()), L"Warp Amount");
     // The type enum refuses anything outside the catalogue.
     EXPECT_FALSE(h->pblock->SetValue(pb_type, 0, kNumGizmoTypes));
     EXPECT_EQ(fp->GetType(), kGizmoCircle);

@@ -13,6 +13,8 @@
 
 #include "frame/class_registry.h"
 #include "maxapi.h"
+#include "resources/resource.h"
+#include "resources/string_table.h"
 #include "shapes/control_helper.h"
 #include "subobj.h"
 #include "ui/qmax_controls.h"
@@ -73,7 +75,9 @@ ControlHelperRollup::ControlHelperRollup(ControlHelper* helper, QWidget* parent)
     auto* top = new QVBoxLayout(this);
     auto* type = new QComboBox;
     type->setObjectName(QStringLiteral("type"));
-    for (int t = 0; t < kNumGizmoTypes; ++t) type->addItem(QString::fromWCharArray(GizmoLabel(t)));
+    const MCHAR* none = GetString(IDS_SHAPES_NONE);
+    for (int t = 0; t < kNumGizmoTypes; ++t)
+        type->addItem(QString::fromWCharArray(t == kGizmoNone && none ? none : GizmoLabel(t)));
     top->addWidget(type);
 
     auto* sizeGroup = new QGroupBox;

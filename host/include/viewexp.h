@@ -99,7 +99,10 @@ public:
     void host_BeginFrame();
 
 private:
+    void updateScale();
+
     Matrix3 affine_;
+    float unitScale_ = 1.0f;  // pixels per unit: at depth 1 (perspective) or anywhere (orthographic)
     bool persp_ = true;
     float fov_ = 0.785398163f;
     float orthoWidth_ = 400.0f;

@@ -166,11 +166,9 @@ bool GraphicsWindow::project(const Point3* xyz, int ct, bool closed, const int* 
     const bool persp = view_->IsPerspView() != FALSE;
     const float nearZ = -view_->host_NearPlane();
     const float w2 = 0.5f * float(view_->host_Width()), h2 = 0.5f * float(view_->host_Height());
-    const float orthoK = persp ? 0.0f : view_->host_PixelsPerUnit(1.0f);
-    const float perspF = persp ? view_->host_PixelsPerUnit(1.0f) : 0.0f;  // pixels per unit at depth 1
     auto toScreen = [&](const Point3& v) {
         float depth = -v.z;
-        float k = persp ? perspF / depth : orthoK;
+        float k = view_->host_PixelsPerUnit(depth);
         return ScreenPt{w2 + v.x * k, h2 - v.y * k, depth};
     };
     auto piece = [&]() -> std::vector<ScreenPt>& {
@@ -414,10 +412,9 @@ void GraphicsWindow::polygon(int ct, Point3* xyz, Point3* rgb, Point3* uvw) {
     std::vector<ScreenPt> s;
     s.reserve(v.size());
     const float w2 = 0.5f * float(view_->host_Width()), h2 = 0.5f * float(view_->host_Height());
-    const float k1 = view_->host_PixelsPerUnit(1.0f);
     for (const Point3& p : v) {
         float depth = -p.z;
-        float k = persp ? k1 / depth : k1;
+        float k = view_->host_PixelsPerUnit(depth);
         s.push_back(ScreenPt{w2 + p.x * k, h2 - p.y * k, depth});
     }
     if (limits_ & GW_BACKCULL) {

@@ -31,14 +31,17 @@ float ViewExp::GetVPWorldWidth(const Point3& wPoint) const {
 }
 
 float ViewExp::host_PixelsPerUnit(float depth) const {
-    if (!persp_) return float(width_) / std::max(orthoWidth_, 1e-4f);
-    return float(width_) / (2.0f * std::max(depth, nearPlane_) * std::tan(fov_ * 0.5f));
+    return persp_ ? unitScale_ / std::max(depth, nearPlane_) : unitScale_;
+}
+
+void ViewExp::updateScale() {
+    unitScale_ = persp_ ? float(width_) / (2.0f * std::tan(fov_ * 0.5f)) : float(width_) / std::max(orthoWidth_, 1e-4f);
 }
 
 Point3 ViewExp::MapScreenToView(const IPoint2& sp, float depth) const {
     float dx = float(sp.x) - 0.5f * float(width_);
     float dy = float(sp.y) - 0.5f * float(height_);
-    float k = 1.0f / host_PixelsPerUnit(depth);
+    float k = persp_ ? depth / unitScale_ : 1.0f / unitScale_;
     return Point3(dx * k, -dy * k, -depth);
 }
 
@@ -60,14 +63,14 @@ void ViewExp::MapScreenToWorldRay(float sx, float sy, Ray& ray) const {
 Point3 ViewExp::MapWorldToScreen(const Point3& wp) const {
     Point3 v = wp * affine_;
     float depth = -v.z;
-    float k = host_PixelsPerUnit(persp_ ? std::max(depth, 1e-6f) : 1.0f);
-    if (persp_ && depth < 1e-6f) k = 0.5f * float(width_) / (std::tan(fov_ * 0.5f) * 1e-6f);
+    float k = persp_ ? unitScale_ / std::max(depth, 1e-6f) : unitScale_;
     return Point3(0.5f * float(width_) + v.x * k, 0.5f * float(height_) - v.y * k, depth);
 }
 
 void ViewExp::host_SetSize(int width, int height) {
     width_ = std::max(width, 1);
     height_ = std::max(height, 1);
+    updateScale();
 }
 
 void ViewExp::host_SetViewType(ViewType type) {
@@ -97,6 +100,7 @@ void ViewExp::host_SetPerspective(const Matrix3& affineTM, float fov) {
     persp_ = true;
     fov_ = std::clamp(fov, 0.01f, 3.1f);
     type_ = VIEW_OTHER;
+    updateScale();
 }
 
 void ViewExp::host_SetOrthographic(const Matrix3& affineTM, float worldWidth) {
@@ -104,6 +108,7 @@ void ViewExp::host_SetOrthographic(const Matrix3& affineTM, float worldWidth) {
     persp_ = false;
     orthoWidth_ = std::max(std::fabs(worldWidth), 1e-4f);
     type_ = VIEW_OTHER;
+    updateScale();
 }
 
 void ViewExp::host_ZoomExtents(const Box3& worldBox) {
@@ -133,6 +138,7 @@ void ViewExp::host_ZoomExtents(const Box3& worldBox) {
         }
         float w = 2.0f * std::max(ex, ey * float(width_) / float(height_));
         orthoWidth_ = std::max(w * margin, 1e-2f);
+        updateScale();
     }
 }
 

@@ -112,4 +112,21 @@ TEST_F(ViewportTest, ZoomExtentsFramesTheBoxInsideTheWindow) {
         EXPECT_NEAR(c.x, 150.0f, 2.0f) << type;
         EXPECT_NEAR(c.y, 100.0f, 2.0f) << type;
     }
+    // Far from the origin and large (the near plane moves out with the distance): what the
+    // window draws lands where the view maps it.
+    Box3 big(Point3(-8000, 3000, 0), Point3(9000, 12000, 5000));
+    for (ViewType type : {VIEW_PERSP_USER, VIEW_TOP}) {
+        vpt.host_SetViewType(type);
+        vpt.host_ZoomExtents(big);
+        vpt.host_BeginFrame();
+        Point3 seg[2] = {big.pmin, big.pmax};
+        vpt.getGW()->polyline(2, seg, nullptr, FALSE, nullptr);
+        const host::DrawList& list = vpt.getGW()->host_DrawList();
+        ASSERT_EQ(list.prims.size(), 1u);
+        for (int i = 0; i < 2; ++i) {
+            Point3 s = vpt.MapWorldToScreen(seg[i]);
+            EXPECT_NEAR(list.vertices[size_t(i)].x, s.x, 1e-2f) << type;
+            EXPECT_NEAR(list.vertices[size_t(i)].y, s.y, 1e-2f) << type;
+        }
+    }
 }

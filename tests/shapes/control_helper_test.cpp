@@ -122,6 +122,25 @@ TEST_F(ControlHelperTest, ConstantScreenSizeKeepsTheDrawnSizeAsTheNodeMovesAway)
     const Point3 far0 = extentAt(2.0f);
     EXPECT_LT(far0.x, 0.6f * near0.x);
 
+    // The offset line joins the gizmo's origin to the pivot: one more strip, ending there.
+    h->pblock->SetValue(pb_constant_screen_size, 0, 0);
+    node->SetNodeTM(0, Matrix3());
+    h->SetGizmoPos(Point3(0.0f, 0.0f, 30.0f));
+    host::DrawScene(vpt, 0);
+    const size_t strips = vpt.getGW()->host_DrawList().prims.size();
+    h->pblock->SetValue(pb_offset_line, 0, 1);
+    host::DrawScene(vpt, 0);
+    const host::DrawList& list = vpt.getGW()->host_DrawList();
+    ASSERT_EQ(list.prims.size(), strips + 1);
+    const host::DrawPrimitive& line = list.prims.back();
+    ASSERT_EQ(line.count, 2u);
+    const Point3 pivot = vpt.MapWorldToScreen(Point3(0, 0, 0));
+    const Point3 origin = vpt.MapWorldToScreen(Point3(0, 0, 30));
+    EXPECT_NEAR(list.vertices[line.first].x, origin.x, 0.5f);
+    EXPECT_NEAR(list.vertices[line.first + 1].x, pivot.x, 0.5f);
+    EXPECT_NEAR(list.vertices[line.first + 1].y, pivot.y, 0.5f);
+    h->pblock->SetValue(pb_offset_line, 0, 0);
+
     // Orthographic: the factor is the view's width, never zero.
     h->pblock->SetValue(pb_constant_screen_size, 0, 1);
     SetView(vpt, VIEW_FRONT);
@@ -197,6 +216,14 @@ TEST_F(ControlHelperTest, SelectorFacesPickTheControlAndBackFacesAreIgnoredWhenA
     EXPECT_TRUE(Picks(vpt, node, face0));
     EXPECT_EQ(h->FaceSelection()[0], 0);
     host::SetSubObjectLevel(node, 0);
+
+    // A mesh that lost faces clips the selection to the faces it has.
+    auto* po = static_cast<PolyObject*>(skin->GetObjectRef());
+    po->GetMesh().setNumFaces(1);
+    po->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+    ASSERT_NE(h->SelectorMesh(0), nullptr);
+    EXPECT_EQ(h->SelectorMesh(0)->numf, 1);
+    EXPECT_EQ(h->FaceSelection().GetSize(), 1);
 
     // A new selector node starts with no faces.
     INode* other = MakePlane();

@@ -44,6 +44,31 @@ ConstraintCycleValidator& CycleValidator() {
     return v;
 }
 
+Matrix3 ApplyPacket(const SetXFormPacket& pk, const Matrix3& world) {
+    Matrix3 m = world;
+    const Point3 trans = m.GetTrans();
+    switch (pk.command) {
+        case XFORM_MOVE:
+            m.Translate(VectorTransform(pk.tmAxis, pk.p));
+            break;
+        case XFORM_ROTATE: {
+            Matrix3 r;
+            pk.q.MakeMatrix(r);
+            m = m * (Inverse(pk.tmAxis) * r * pk.tmAxis);
+            if (pk.localOrigin) m.SetTrans(trans);
+            break;
+        }
+        case XFORM_SCALE:
+            m = m * (Inverse(pk.tmAxis) * ScaleMatrix(pk.p) * pk.tmAxis);
+            if (pk.localOrigin) m.SetTrans(trans);
+            break;
+        case XFORM_SET:
+            m = pk.tmAxis;
+            break;
+    }
+    return m;
+}
+
 INode* OwnerNodeOf(ReferenceTarget* ctrl) {
     if (!ctrl) return nullptr;
     for (ReferenceMaker* m : ctrl->Dependents())

@@ -52,6 +52,10 @@ public:
 };
 ConstraintCycleValidator& CycleValidator();
 
+// The world matrix `world` after the host's packet: move by tmAxis-turned p, rotate or scale
+// in tmAxis space (about the node's own pivot with localOrigin), or set to tmAxis.
+Matrix3 ApplyPacket(const SetXFormPacket& pk, const Matrix3& world);
+
 // A controller's owning node: the dependent node whose TM controller it is; null if none.
 INode* OwnerNodeOf(ReferenceTarget* ctrl);
 

@@ -237,8 +237,13 @@ void GraphicsWindow::pickStrip(const std::vector<ScreenPt>& pts, bool closed) {
             return;
         }
         const size_t nseg = closed ? n : n - 1;
+        const float eps = float(r.epsilon);
         for (size_t i = 0; i < nseg; ++i) {
             size_t j = (i + 1) % n;
+            // Most segments are nowhere near the click: reject on their bounds first.
+            if (c.x < std::min(pts[i].x, pts[j].x) - eps - 1 || c.x > std::max(pts[i].x, pts[j].x) + eps + 1 ||
+                c.y < std::min(pts[i].y, pts[j].y) - eps - 1 || c.y > std::max(pts[i].y, pts[j].y) + eps + 1)
+                continue;
             float t;
             float d = DistToSegment(c, P(i), P(j), &t);
             if (d <= float(r.epsilon)) recordHit(d, pts[i].depth + (pts[j].depth - pts[i].depth) * t);

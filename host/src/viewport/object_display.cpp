@@ -130,7 +130,8 @@ void DrawPointHelper(PointHelpObject* obj, TimeValue t, INode* inode, ViewExp* v
     }
     gw->setTransform(tm);
     if (onTop) gw->setRndLimits(gw->getRndLimits() & ~GW_Z_BUFFER);
-    std::vector<Point3> segs;
+    // Reused: every helper of every redraw and pick comes through here.
+    static thread_local std::vector<Point3> segs;
     Interval valid = FOREVER;
     obj->GetLines(t, segs, valid);
     gw->setColor(LINE_COLOR, host::NodeDrawColor(inode));

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "decomp.h"
 #include "frame/class_registry.h"
 #include "gfx.h"
 #include "hold.h"
@@ -492,29 +491,10 @@ void ControlHelper::SetGizmoPos(Point3 p) {
     SetGizmoTM(m);
 }
 
-Quat ControlHelper::GetGizmoRot() {
-    AffineParts ap;
-    decomp_affine(GetGizmoTM(), &ap);
-    return ap.q;
-}
-void ControlHelper::SetGizmoRot(Quat q) {
-    AffineParts ap;
-    decomp_affine(GetGizmoTM(), &ap);
-    ap.q = q;
-    SetGizmoTM(host::ComposeAffine(ap));
-}
-
-Point3 ControlHelper::GetGizmoScale() {
-    AffineParts ap;
-    decomp_affine(GetGizmoTM(), &ap);
-    return ap.k * ap.f;
-}
-void ControlHelper::SetGizmoScale(Point3 s) {
-    AffineParts ap;
-    decomp_affine(GetGizmoTM(), &ap);
-    ap.k = Point3(std::fabs(s.x), std::fabs(s.y), std::fabs(s.z));
-    SetGizmoTM(host::ComposeAffine(ap));
-}
+Quat ControlHelper::GetGizmoRot() { return GizmoRotation(GetGizmoTM()); }
+void ControlHelper::SetGizmoRot(Quat q) { SetGizmoTM(WithGizmoRotation(GetGizmoTM(), q)); }
+Point3 ControlHelper::GetGizmoScale() { return GizmoScale(GetGizmoTM()); }
+void ControlHelper::SetGizmoScale(Point3 s) { SetGizmoTM(WithGizmoScale(GetGizmoTM(), s)); }
 
 }  // namespace kt
 

@@ -38,6 +38,9 @@ FPInterfaceDesc& ShapeInterface() {
                           IControlShape::enumType);
         d->AppendProperty(IControlShape::fnGetGizmoPos, IControlShape::fnSetGizmoPos, L"gizmoPos", TYPE_POINT3_BV);
         d->AppendProperty(IControlShape::fnGetGizmoTM, IControlShape::fnSetGizmoTM, L"gizmoTM", TYPE_MATRIX3_BV);
+        d->AppendProperty(IControlShape::fnGetGizmoRot, IControlShape::fnSetGizmoRot, L"gizmoRot", TYPE_QUAT_BV);
+        d->AppendProperty(IControlShape::fnGetGizmoScale, IControlShape::fnSetGizmoScale, L"gizmoScale",
+                          TYPE_POINT3_BV);
         FPEnum& e = d->AppendEnum(IControlShape::enumType, {});
         for (int t = 0; t < kNumGizmoTypes; ++t) e.Add(GizmoScriptName(t), t);
         return d;

@@ -7,6 +7,7 @@
 #include "ifnpub.h"
 #include "iparamb2.h"
 #include "shape.h"
+#include "shapes/gizmo_block.h"
 #include "shapes/gizmo_catalogue.h"
 
 namespace kt {
@@ -24,6 +25,10 @@ public:
         fnSetGizmoPos,
         fnGetGizmoTM,
         fnSetGizmoTM,
+        fnGetGizmoRot,
+        fnSetGizmoRot,
+        fnGetGizmoScale,
+        fnSetGizmoScale,
     };
     enum EnumIDs { enumType = 0 };
 
@@ -34,6 +39,10 @@ public:
     virtual void SetGizmoPos(Point3 p) = 0;
     virtual Matrix3 GetGizmoTM() = 0;
     virtual void SetGizmoTM(Matrix3 m) = 0;
+    virtual Quat GetGizmoRot() = 0;
+    virtual void SetGizmoRot(Quat q) = 0;
+    virtual Point3 GetGizmoScale() = 0;
+    virtual void SetGizmoScale(Point3 s) = 0;
 
     FPInterfaceDesc* GetDesc() override;
 
@@ -42,6 +51,8 @@ public:
     PROP_FNS(fnGetType, GetType, fnSetType, SetType, TYPE_ENUM)
     PROP_FNS(fnGetGizmoPos, GetGizmoPos, fnSetGizmoPos, SetGizmoPos, TYPE_POINT3_BV)
     PROP_FNS(fnGetGizmoTM, GetGizmoTM, fnSetGizmoTM, SetGizmoTM, TYPE_MATRIX3_BV)
+    PROP_FNS(fnGetGizmoRot, GetGizmoRot, fnSetGizmoRot, SetGizmoRot, TYPE_QUAT_BV)
+    PROP_FNS(fnGetGizmoScale, GetGizmoScale, fnSetGizmoScale, SetGizmoScale, TYPE_POINT3_BV)
     END_FUNCTION_MAP
 };
 
@@ -97,6 +108,10 @@ public:
     void SetGizmoPos(Point3 p) override;
     Matrix3 GetGizmoTM() override;
     void SetGizmoTM(Matrix3 m) override;
+    Quat GetGizmoRot() override { return GizmoRotation(GetGizmoTM()); }
+    void SetGizmoRot(Quat q) override { SetGizmoTM(WithGizmoRotation(GetGizmoTM(), q)); }
+    Point3 GetGizmoScale() override { return GizmoScale(GetGizmoTM()); }
+    void SetGizmoScale(Point3 s) override { SetGizmoTM(WithGizmoScale(GetGizmoTM(), s)); }
 
     IParamBlock2* pblock = nullptr;
 

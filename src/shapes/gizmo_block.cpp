@@ -1,5 +1,8 @@
 #include "shapes/gizmo_block.h"
 
+#include <cmath>
+
+#include "decomp.h"
 #include "resources/resource.h"
 
 namespace kt {
@@ -87,6 +90,32 @@ GizmoParams ReadGizmoParams(IParamBlock2* pb, TimeValue t, Interval& valid) {
     p.warpAmount = pb->GetFloat(pb_warp_amount, t, valid);
     p.warpAxis = pb->GetInt(pb_warp_axis, t, valid);
     return p;
+}
+
+Quat GizmoRotation(const Matrix3& m) {
+    AffineParts ap;
+    decomp_affine(m, &ap);
+    return ap.q;
+}
+
+Point3 GizmoScale(const Matrix3& m) {
+    AffineParts ap;
+    decomp_affine(m, &ap);
+    return ap.k * ap.f;
+}
+
+Matrix3 WithGizmoRotation(const Matrix3& m, const Quat& q) {
+    AffineParts ap;
+    decomp_affine(m, &ap);
+    ap.q = q;
+    return host::ComposeAffine(ap);
+}
+
+Matrix3 WithGizmoScale(const Matrix3& m, const Point3& s) {
+    AffineParts ap;
+    decomp_affine(m, &ap);
+    ap.k = Point3(std::fabs(s.x), std::fabs(s.y), std::fabs(s.z));
+    return host::ComposeAffine(ap);
 }
 
 }  // namespace kt

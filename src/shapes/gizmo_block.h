@@ -13,4 +13,11 @@ void DefineGizmoParams(ParamBlockDesc2& d, PBValidator* selectorValidator);
 // The figure parameters of a block at t; valid is narrowed by every read.
 GizmoParams ReadGizmoParams(IParamBlock2* pb, TimeValue t, Interval& valid);
 
+// Parts of a gizmo matrix by its affine decomposition: the rotation, and the stretch (signed
+// by the mirror); the With forms replace one part and keep the others.
+Quat GizmoRotation(const Matrix3& m);
+Point3 GizmoScale(const Matrix3& m);
+Matrix3 WithGizmoRotation(const Matrix3& m, const Quat& q);
+Matrix3 WithGizmoScale(const Matrix3& m, const Point3& s);
+
 }  // namespace kt

@@ -36,6 +36,16 @@ TEST_F(ControlShapeTest, FiguresBecomeSplinesOnePerStripScaledAndValidAsTheirPar
     EXPECT_NEAR(box.pmax.x, 30.0f, 1e-3f);
     EXPECT_NEAR(box.pmin.x, -10.0f, 1e-3f);
 
+    // The published scale part of the gizmo doubles it again, keeping its place.
+    IControlShape* fp = static_cast<IControlShape*>(cs->GetInterface(ICONTROLSHAPE_INTERFACE_ID));
+    ASSERT_NE(fp, nullptr);
+    ASSERT_NE(fp->GetDesc()->FindProp(L"gizmoScale"), nullptr);
+    fp->SetGizmoScale(Point3(2.0f, 2.0f, 2.0f));
+    cs->GetLocalBoundBox(0, node, nullptr, box);
+    EXPECT_NEAR(box.pmax.x, 50.0f, 1e-3f);
+    EXPECT_TRUE(fp->GetGizmoPos().Equals(Point3(5.0f, 0.0f, 0.0f), 1e-5f));
+    fp->SetGizmoScale(Point3(1.0f, 1.0f, 1.0f));
+
     // An open figure stays open; None has no curves.
     cs->pblock->SetValue(pb_type, 0, kGizmoCross);
     EXPECT_EQ(cs->NumberOfCurves(0), 3);

@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -74,6 +76,11 @@ TEST_F(ControlHelperRollupTest, ParametersShowTheRowsOfTheTypeAndEditTheBlock) {
     h->SetGizmoPos(Point3(1, 2, 3));
     rollup->findChild<QPushButton*>(QStringLiteral("resetGizmo"))->click();
     EXPECT_TRUE(h->GetGizmoTM().Equals(Matrix3()));
+    // With KT_ROLLUP_PNG set, the rollup is written there to look at.
+    if (const char* out = std::getenv("KT_ROLLUP_PNG")) {
+        rollup->adjustSize();
+        EXPECT_TRUE(rollup->grab().save(QString::fromLocal8Bit(out)));
+    }
 }
 
 TEST_F(ControlHelperRollupTest, SelectorShowsItsNodeAndCountsTheSelectedPolygons) {

@@ -287,7 +287,8 @@ const MNMesh* ControlHelper::SelectorMesh(TimeValue t) {
     return &selMesh_;
 }
 
-int ControlHelper::DrawSelector(TimeValue t, INode* inode, ViewExp* vpt, bool picking, bool allFaces) {
+int ControlHelper::DrawSelector(TimeValue t, INode* inode, ViewExp* vpt, bool picking, bool allFaces,
+                                std::vector<int>* hits) {
     INode* node = GetSelectorNode();
     const MNMesh* mesh = SelectorMesh(t);
     if (!mesh || !node) return -1;
@@ -314,9 +315,12 @@ int ControlHelper::DrawSelector(TimeValue t, INode* inode, ViewExp* vpt, bool pi
         for (int v : face.vtx) pts.push_back(mesh->P(v) + selNormals_[size_t(v)] * push);
         if (picking && allFaces) gw->clearHitCode();
         gw->polygon(int(pts.size()), pts.data(), nullptr, nullptr);
-        if (picking && allFaces && gw->checkHitCode() && gw->host_HitDepth() < bestDepth) {
-            bestDepth = gw->host_HitDepth();
-            best = f;
+        if (picking && allFaces && gw->checkHitCode()) {
+            if (hits) hits->push_back(f);
+            if (gw->host_HitDepth() < bestDepth) {
+                bestDepth = gw->host_HitDepth();
+                best = f;
+            }
         }
     }
     if (!picking) gw->setTransparency(1.0f);
@@ -371,12 +375,17 @@ int ControlHelper::HitTest(TimeValue t, INode* inode, int type, int crossing, in
     gw->clearHitCode();
     int hit = 0;
     if (SelectorPickMode()) {
-        // Clicked faces go to the selection: the nearest one under a click.
-        const int face = DrawSelector(t, inode, vpt, true, true);
+        // A click toggles the nearest face under it; a region adds every face it takes.
+        std::vector<int> faces;
+        const int face = DrawSelector(t, inode, vpt, true, true, &faces);
         if (face >= 0) {
             BitArray sel = faceSel_;
-            if (sel.GetSize() <= face) sel.SetSize(face + 1, 1);
-            sel.Set(face, !sel[face]);
+            if (const MNMesh* mesh = SelectorMesh(t); mesh && sel.GetSize() < mesh->numf) sel.SetSize(mesh->numf, 1);
+            if (type == HITTYPE_POINT || type == HITTYPE_SOLID) {
+                sel.Set(face, !sel[face]);
+            } else {
+                for (int f : faces) sel.Set(f);
+            }
             SetFaceSelection(sel);
             hit = 1;
         }

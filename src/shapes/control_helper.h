@@ -173,9 +173,10 @@ protected:
 private:
     friend class FaceSelRestore;
     void DrawLines(GraphicsWindow* gw, TimeValue t);
-    // Draws (or, picking, tests) the selector's faces; pick mode tests every face and answers
-    // the nearest hit face, else -1.
-    int DrawSelector(TimeValue t, INode* inode, ViewExp* vpt, bool picking, bool allFaces);
+    // Draws (or, picking, tests) the selector's faces; pick mode tests every face, answers the
+    // nearest hit face (else -1) and, when hits is given, every face hit.
+    int DrawSelector(TimeValue t, INode* inode, ViewExp* vpt, bool picking, bool allFaces,
+                     std::vector<int>* hits = nullptr);
     void ApplyToGizmo(TimeValue t, const Matrix3& partm, const Matrix3& tmAxis, const Matrix3& tool,
                       BOOL localOrigin);
 

@@ -346,6 +346,15 @@ int ControlHelper::Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) {
             gw->marker(&origin, PLUS_SIGN_MRKR);
         }
     } else {
+        // Shaded views fill the closed outlines faintly under their lines.
+        if (!vpt->IsWire()) {
+            GizmoLines& g = const_cast<GizmoLines&>(Lines(t));
+            gw->setColor(FILL_COLOR, color);
+            gw->setTransparency(0.25f);
+            for (const GizmoStrip& s : g.strips)
+                if (s.closed && s.count >= 3) gw->polygon(s.count, &g.points[size_t(s.first)], nullptr, nullptr);
+            gw->setTransparency(1.0f);
+        }
         DrawLines(gw, t);
     }
     if (offset) {

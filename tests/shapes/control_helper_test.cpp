@@ -141,6 +141,22 @@ TEST_F(ControlHelperTest, ConstantScreenSizeKeepsTheDrawnSizeAsTheNodeMovesAway)
     EXPECT_NEAR(list.vertices[line.first + 1].y, pivot.y, 0.5f);
     h->pblock->SetValue(pb_offset_line, 0, 0);
 
+    // Shaded views add a faint fill under each closed outline; wireframe views draw lines only.
+    auto fills = [&] {
+        host::DrawScene(vpt, 0);
+        int n = 0;
+        for (const host::DrawPrimitive& prim : vpt.getGW()->host_DrawList().prims)
+            n += prim.kind == host::DrawPrimitive::Polygon ? 1 : 0;
+        return n;
+    };
+    EXPECT_EQ(fills(), 0);
+    vpt.host_SetWire(false);
+    EXPECT_EQ(fills(), 1);
+    h->pblock->SetValue(pb_type, 0, kGizmoCross);
+    EXPECT_EQ(fills(), 0);
+    h->pblock->SetValue(pb_type, 0, kGizmoCircle);
+    vpt.host_SetWire(true);
+
     // Orthographic: the factor is the view's width, never zero.
     h->pblock->SetValue(pb_constant_screen_size, 0, 1);
     SetView(vpt, VIEW_FRONT);

@@ -108,7 +108,8 @@ Animatable* ConnectionBase::SubAnim(int i) { return i == 0 ? pblock : nullptr; }
 
 MSTR ConnectionBase::SubAnimName(int i, bool) { return i == 0 ? MSTR(L"Parameters") : MSTR(); }
 
-RefResult ConnectionBase::NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) {
+RefResult ConnectionBase::NotifyRefChanged(const Interval&, RefTargetHandle hTarget, PartID&, RefMessage, BOOL) {
+    if (hTarget && hTarget == pblock) BlockChanged();
     return REF_SUCCEED;
 }
 
@@ -237,31 +238,55 @@ ICurveCtl* FloatConnection::CurveCtl() {
     return pblock ? dynamic_cast<ICurveCtl*>(pblock->GetReferenceTarget(pb_curve_ctrl)) : nullptr;
 }
 
+const FloatConnection::ParamCache& FloatConnection::Cache() {
+    if (cache_.valid || !pblock) return cache_;
+    ParamCache c;
+    for (ParamID id : {pb_offset, pb_weight, pb_input_min, pb_input_max, pb_output_min, pb_output_max, pb_time_offset})
+        if (pblock->GetController(id)) c.animated |= 1u << id;
+    c.transform = pblock->GetInt(pb_transform);
+    c.clamp = pblock->GetInt(pb_clamp);
+    c.useTimeOffset = pblock->GetInt(pb_use_time_offset);
+    c.index = pblock->GetInt(pb_track_subanim);
+    c.offset = pblock->GetFloat(pb_offset);
+    c.weight = pblock->GetFloat(pb_weight);
+    c.inMin = pblock->GetFloat(pb_input_min);
+    c.inMax = pblock->GetFloat(pb_input_max);
+    c.outMin = pblock->GetFloat(pb_output_min);
+    c.outMax = pblock->GetFloat(pb_output_max);
+    c.timeOffset = pblock->GetFloat(pb_time_offset);
+    c.valid = true;
+    cache_ = c;
+    return cache_;
+}
+
 float FloatConnection::TargetValue(TimeValue t, Interval& valid) {
     if (!targetOwner || !pblock) return lastValue;
-    const TimeValue ts = ShiftedTime(t, pb_use_time_offset, pb_time_offset, valid);
+    const ParamCache& c = Cache();
+    TimeValue ts = t;
+    if (c.useTimeOffset) ts += static_cast<TimeValue>(std::lround(Param(pb_time_offset, c.timeOffset, t, valid)));
     float x = lastValue;
     if (ts == t) {
-        if (ReadTrack(targetOwner, TargetIndex(), t, x, valid)) lastValue = x;
+        if (ReadTrack(targetOwner, c.index, t, x, valid)) lastValue = x;
         return lastValue;
     }
     // What holds around the shifted time is only known to hold at t itself.
     Interval shifted = FOREVER;
-    if (ReadTrack(targetOwner, TargetIndex(), ts, x, shifted)) lastValue = x;
+    if (ReadTrack(targetOwner, c.index, ts, x, shifted)) lastValue = x;
     valid &= Interval(t, t);
     return lastValue;
 }
 
 float FloatConnection::Remap(float x, TimeValue t, Interval& valid) {
-    switch (pblock->GetInt(pb_transform)) {
+    const ParamCache& c = Cache();
+    switch (c.transform) {
         case kOffsetWeight:
-            return x * pblock->GetFloat(pb_weight, t, valid) + pblock->GetFloat(pb_offset, t, valid);
+            return x * Param(pb_weight, c.weight, t, valid) + Param(pb_offset, c.offset, t, valid);
         case kRange: {
-            const float inMin = pblock->GetFloat(pb_input_min, t, valid);
-            const float inMax = pblock->GetFloat(pb_input_max, t, valid);
-            const float outMin = pblock->GetFloat(pb_output_min, t, valid);
-            const float outMax = pblock->GetFloat(pb_output_max, t, valid);
-            if (pblock->GetInt(pb_clamp)) x = std::clamp(x, std::min(inMin, inMax), std::max(inMin, inMax));
+            const float inMin = Param(pb_input_min, c.inMin, t, valid);
+            const float inMax = Param(pb_input_max, c.inMax, t, valid);
+            const float outMin = Param(pb_output_min, c.outMin, t, valid);
+            const float outMax = Param(pb_output_max, c.outMax, t, valid);
+            if (c.clamp) x = std::clamp(x, std::min(inMin, inMax), std::max(inMin, inMax));
             return (x - inMin) / SafeSpan(inMax - inMin) * (outMax - outMin) + outMin;
         }
         case kCurve: {

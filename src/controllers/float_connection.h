@@ -93,6 +93,8 @@ public:
 
 protected:
     void SetReference(int i, RefTargetHandle rtarg) override;
+    // Told when the block changed (values, controllers, undo).
+    virtual void BlockChanged() {}
     virtual TrackKind Kind() const = 0;
     virtual const MCHAR* UndoName() const = 0;
     // The last value read, as bytes for the scene file.
@@ -150,10 +152,26 @@ public:
     float lastValue = 0.0f;
 
 protected:
+    // The block's values as of its last change; parameters with a controller are read live.
+    // Reads happen on every evaluation, so they skip the block's lookups.
+    struct ParamCache {
+        bool valid = false;
+        unsigned animated = 0;  // bit per parameter id that has a controller
+        int transform = 0, clamp = 0, useTimeOffset = 0, index = 0;
+        float offset = 0, weight = 1, inMin = 0, inMax = 100, outMin = 0, outMax = 100, timeOffset = 0;
+    };
+    const ParamCache& Cache();
+    float Param(ParamID id, float cached, TimeValue t, Interval& valid) {
+        return (cache_.animated >> id) & 1u ? pblock->GetFloat(id, t, valid) : cached;
+    }
+    void BlockChanged() override { cache_.valid = false; }
     TrackKind Kind() const override { return TrackKind::Float; }
     const MCHAR* UndoName() const override { return L"Float Connection Change"; }
     void* LastValueData() override { return &lastValue; }
     ULONG LastValueSize() const override { return sizeof(float); }
+
+private:
+    ParamCache cache_;
 };
 
 // The block description of FloatConnection (for the dialog and tests).

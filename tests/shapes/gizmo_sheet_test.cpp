@@ -77,3 +77,27 @@ TEST_F(GizmoSheetTest, EveryGizmoDrawsInItsCellOfTheSheet) {
         EXPECT_TRUE(sheet.save(QString::fromLocal8Bit(out)));
     }
 }
+
+TEST_F(GizmoSheetTest, AClickOnARenderedControlPicksItAndBeyondTheToleranceDoesNot) {
+    INode* node = MakeHelper(kGizmoStar, 120.0f, Point3(0, 0, 0));
+    node->SetWireColor(0x0000FF00);
+    ViewExp vpt;
+    vpt.host_SetSize(300, 300);
+    vpt.host_SetViewType(VIEW_TOP);
+    const QImage img = host::RenderViewport(vpt, 0);
+    const QRgb background = img.pixel(0, 0);
+    // Every lit pixel of the middle row picks the star; so does its farthest one on the right.
+    const int y = 150;
+    int lit = 0, right = -1;
+    for (int x = 0; x < img.width(); ++x) {
+        if (img.pixel(x, y) == background) continue;
+        ++lit;
+        right = x;
+        IPoint2 p(x, y);
+        EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &p), node) << x;
+    }
+    ASSERT_GT(lit, 0);
+    // Past the drawn line by more than the tolerance (and a pixel of line width) nothing is hit.
+    IPoint2 beyond(right + host::PickTolerance() + 2, y);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &beyond), nullptr);
+}

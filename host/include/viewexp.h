@@ -125,7 +125,9 @@ public:
 namespace host {
 
 // Draws every node of the scene at t that is not hidden: each node's evaluated object
-// (EvalWorldState) draws itself through Display. Empties the window's draw list first.
+// (EvalWorldState) draws itself through Display, then its transform controller's Display.
+// Empties the window's draw list first. Render limits are reset before each call: GW_Z_BUFFER
+// and GW_WIREFRAME, or GW_ILLUM | GW_FLAT in a shaded view.
 void DrawScene(ViewExp& vpt, TimeValue t);
 
 // Hit tests every visible, unfrozen node at t with the region of MakeHitRegion(type, crossing,
@@ -137,8 +139,9 @@ INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2*
 // Every node hit by a box, circle or fence region (window or crossing), in hierarchy order.
 void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out);
 
-// The world box of every visible node at t (GetWorldBoundBox of each evaluated object; an
-// object without a box counts as its pivot). Empty for an empty scene.
+// The world box of every visible node at t (GetWorldBoundBox of each evaluated object and of
+// the transform controller; an object without a box counts as its pivot). Empty for an empty
+// scene.
 Box3 SceneWorldBox(ViewExp& vpt, TimeValue t);
 
 // The pixel tolerance objects give MakeHitRegion in HitTest (4 by default).

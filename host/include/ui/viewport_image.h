@@ -16,4 +16,8 @@ QImage PaintDrawList(const DrawList& list);
 // Draws the scene at t into vpt (DrawScene) and paints it.
 QImage RenderViewport(ViewExp& vpt, TimeValue t);
 
+// The active viewport's image (Interface::GetActiveViewExp at the current time), as the user
+// would see it.
+QImage CaptureActiveViewport();
+
 }  // namespace host

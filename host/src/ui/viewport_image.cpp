@@ -5,6 +5,8 @@
 #include <QPolygonF>
 #include <QString>
 
+#include "maxapi.h"
+
 #include <algorithm>
 #include <numeric>
 
@@ -103,6 +105,11 @@ QImage PaintDrawList(const DrawList& list) {
 QImage RenderViewport(ViewExp& vpt, TimeValue t) {
     DrawScene(vpt, t);
     return PaintDrawList(vpt.getGW()->host_DrawList());
+}
+
+QImage CaptureActiveViewport() {
+    Interface* ip = GetCOREInterface();
+    return RenderViewport(ip->GetActiveViewExp(), ip->GetTime());
 }
 
 }  // namespace host

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 
+#include "control.h"
 #include "gfx.h"
 #include "inode.h"
 #include "maxapi.h"
@@ -81,9 +82,15 @@ void DrawScene(ViewExp& vpt, TimeValue t) {
     ForEachNode(root, [&](INode* node) {
         if (node->IsHidden()) return;
         const ObjectState& os = node->EvalWorldState(t);
-        if (!os.obj) return;
-        ResetLimits(vpt);
-        os.obj->Display(t, node, &vpt, 0);
+        if (os.obj) {
+            ResetLimits(vpt);
+            os.obj->Display(t, node, &vpt, 0);
+        }
+        // Transform controllers draw what they own (IK goals and the like) over the object.
+        if (Control* tmc = node->GetTMController()) {
+            ResetLimits(vpt);
+            tmc->Display(t, node, &vpt, 0);
+        }
     });
     ResetLimits(vpt);
 }
@@ -142,6 +149,11 @@ Box3 SceneWorldBox(ViewExp& vpt, TimeValue t) {
         if (os.obj) os.obj->GetWorldBoundBox(t, node, &vpt, b);
         if (b.IsEmpty()) b += node->GetNodeTM(t).GetTrans();
         all += b;
+        if (Control* tmc = node->GetTMController()) {
+            Box3 cb;
+            tmc->GetWorldBoundBox(t, node, &vpt, cb);
+            all += cb;
+        }
     });
     return all;
 }

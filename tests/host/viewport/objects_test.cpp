@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include "control.h"
 #include "polyobj.h"
 #include "shape.h"
 #include "simpobj.h"
@@ -31,7 +32,54 @@ bool Near(QRgb c, int r, int g, int b, int tol = 40) {
     return std::abs(qRed(c) - r) <= tol && std::abs(qGreen(c) - g) <= tol && std::abs(qBlue(c) - b) <= tol;
 }
 
+// A transform controller that places the node at a fixed point and draws a line to a goal.
+class GoalLineControl : public Control {
+public:
+    Point3 at, goal;
+    SClass_ID SuperClassID() override { return CTRL_MATRIX3_CLASS_ID; }
+    Class_ID ClassID() override { return Class_ID(0x6A1D0E31, 0x2F4C9B10); }
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
+        return REF_SUCCEED;
+    }
+    void GetValue(TimeValue, void* val, Interval&, GetSetMethod) override {
+        Matrix3 local;
+        local.SetTrans(at);
+        *static_cast<Matrix3*>(val) = local * *static_cast<Matrix3*>(val);
+    }
+    void SetValue(TimeValue, void*, int, GetSetMethod) override {}
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int) override {
+        GraphicsWindow* gw = vpt->getGW();
+        gw->setTransform(Matrix3());
+        gw->setColor(LINE_COLOR, Point3(1, 1, 0));
+        Point3 line[2] = {inode->GetNodeTM(t).GetTrans(), goal};
+        gw->polyline(2, line, nullptr, FALSE, nullptr);
+        return 0;
+    }
+    void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp*, Box3& box) override {
+        box += inode->GetNodeTM(t).GetTrans();
+        box += goal;
+    }
+};
+
 }  // namespace
+
+TEST_F(ViewportTest, TransformControllersDrawAndFrameWhatTheyOwn) {
+    INode* n = GetCOREInterface()->CreateObjectNode(nullptr, L"Limb");
+    auto* c = new GoalLineControl;
+    c->at = Point3(-40, 0, 0);
+    c->goal = Point3(60, 0, 0);
+    n->SetTMController(c);
+    ViewExp& vpt = GetCOREInterface()->GetActiveViewExp();
+    FrontPixelView(vpt, 200, 100);
+    QImage img = host::CaptureActiveViewport();
+    ASSERT_EQ(img.size(), QSize(200, 100));
+    EXPECT_TRUE(Near(img.pixel(100, 50), 255, 255, 0, 30));
+    EXPECT_TRUE(Near(img.pixel(155, 50), 255, 255, 0, 30));
+    EXPECT_TRUE(Near(img.pixel(165, 50), 115, 115, 115, 2));  // past the goal
+    Box3 box = host::SceneWorldBox(vpt, 0);
+    EXPECT_FLOAT_EQ(box.pmin.x, -40.0f);
+    EXPECT_FLOAT_EQ(box.pmax.x, 60.0f);
+}
 
 TEST_F(ViewportTest, HostObjectsDrawInTheirOwnLook) {
     Interface* ip = GetCOREInterface();

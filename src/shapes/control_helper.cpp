@@ -108,6 +108,11 @@ private:
 
 FPInterfaceDesc* IControlHelper::GetDesc() { return &HelperInterface(); }
 
+GizmoModeSet& GizmoModes() {
+    static GizmoModeSet modes;
+    return modes;
+}
+
 ControlHelper::ControlHelper(BOOL loading) {
     if (!loading) ReplaceReference(kPBlockRef, CreateParameterBlock2(&HelperBlock(), this));
 }
@@ -242,7 +247,8 @@ void ControlHelper::GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Bo
 // ---- Drawing and picking.
 
 void ControlHelper::DrawLines(GraphicsWindow* gw, TimeValue t) {
-    GizmoLines& g = const_cast<GizmoLines&>(Lines(t));
+    Lines(t);
+    GizmoLines& g = lines_;
     for (const GizmoStrip& s : g.strips)
         gw->polyline(s.count, &g.points[size_t(s.first)], nullptr, s.closed ? TRUE : FALSE, nullptr);
 }
@@ -348,7 +354,8 @@ int ControlHelper::Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) {
     } else {
         // Shaded views fill the closed outlines faintly under their lines.
         if (!vpt->IsWire()) {
-            GizmoLines& g = const_cast<GizmoLines&>(Lines(t));
+            Lines(t);
+            GizmoLines& g = lines_;
             gw->setColor(FILL_COLOR, color);
             gw->setTransparency(0.25f);
             for (const GizmoStrip& s : g.strips)
@@ -514,11 +521,4 @@ void ControlHelper::SetGizmoRot(Quat q) { SetGizmoTM(WithGizmoRotation(GetGizmoT
 Point3 ControlHelper::GetGizmoScale() { return GizmoScale(GetGizmoTM()); }
 void ControlHelper::SetGizmoScale(Point3 s) { SetGizmoTM(WithGizmoScale(GetGizmoTM(), s)); }
 
-}  // namespace kt
-
-namespace kt {
-GizmoModeSet& GizmoModes() {
-    static GizmoModeSet modes;
-    return modes;
-}
 }  // namespace kt

@@ -221,3 +221,52 @@ TEST_F(ViewportTest, HostObjectsHaveWorldBoxesAndScreenSizedHelpersKeepTheirPixe
         EXPECT_EQ(GetCOREInterface()->PickNode(&vpt, IPoint2(100 + reach + 5, 100)), nullptr) << width;
     }
 }
+
+TEST_F(ViewportTest, LinesAndFacesReachingBehindTheEyeAreCutAtTheNearPlane) {
+    ViewExp vpt;
+    vpt.host_SetSize(200, 200);
+    // The eye at the origin looking down -Z (view space is world space here).
+    vpt.host_SetPerspective(Matrix3(), 1.2f);
+    GraphicsWindow* gw = vpt.getGW();
+    // From 50 units ahead, slightly right, to 50 units behind the eye.
+    Point3 through[2] = {Point3(10, 0, -50), Point3(10, 0, 50)};
+    vpt.host_BeginFrame();
+    gw->setRndLimits(GW_Z_BUFFER);
+    gw->polyline(2, through, nullptr, FALSE, nullptr);
+    const host::DrawList& list = gw->host_DrawList();
+    ASSERT_EQ(list.prims.size(), 1u);
+    ASSERT_EQ(list.prims[0].count, 2u);
+    const host::ScreenVertex& a = list.vertices[0];
+    const host::ScreenVertex& b = list.vertices[1];
+    EXPECT_NEAR(a.depth, 50.0f, 1e-3f);
+    EXPECT_NEAR(b.depth, vpt.host_NearPlane(), 1e-4f);
+    // Both ends are to the right of the centre: nothing was mirrored through the eye.
+    EXPECT_GT(a.x, 100.0f);
+    EXPECT_GT(b.x, a.x);
+
+    // Wholly behind: nothing drawn, nothing hit.
+    Point3 behind[2] = {Point3(-10, 0, 5), Point3(10, 0, 5)};
+    vpt.host_BeginFrame();
+    gw->polyline(2, behind, nullptr, FALSE, nullptr);
+    Point3 quadBehind[4] = {Point3(-10, -10, 5), Point3(10, -10, 5), Point3(10, 10, 5), Point3(-10, 10, 5)};
+    gw->polygon(4, quadBehind, nullptr, nullptr);
+    EXPECT_TRUE(gw->host_DrawList().prims.empty());
+    auto drawBehind = [&](GraphicsWindow* w) {
+        w->polyline(2, behind, nullptr, FALSE, nullptr);
+        w->polygon(4, quadBehind, nullptr, nullptr);
+    };
+    std::vector<IPoint2> all = {IPoint2(0, 0), IPoint2(199, 199)};
+    EXPECT_FALSE(Hits(vpt, HITTYPE_BOX, 1, 0, all, drawBehind));
+    EXPECT_FALSE(Hits(vpt, HITTYPE_POINT, 0, 4, {IPoint2(100, 100)}, drawBehind));
+
+    // A quad across the near plane keeps its front part; a window around the whole screen does
+    // not hold it, since part of it lies behind the viewer.
+    Point3 floor[4] = {Point3(-10, -5, -40), Point3(10, -5, -40), Point3(10, -5, 20), Point3(-10, -5, 20)};
+    vpt.host_BeginFrame();
+    gw->polygon(4, floor, nullptr, nullptr);
+    ASSERT_EQ(gw->host_DrawList().prims.size(), 1u);
+    for (const host::ScreenVertex& v : gw->host_DrawList().vertices) EXPECT_GE(v.depth, vpt.host_NearPlane() - 1e-4f);
+    auto drawFloor = [&](GraphicsWindow* w) { w->polygon(4, floor, nullptr, nullptr); };
+    EXPECT_TRUE(Hits(vpt, HITTYPE_BOX, 1, 0, all, drawFloor));
+    EXPECT_FALSE(Hits(vpt, HITTYPE_BOX, 0, 0, all, drawFloor));
+}

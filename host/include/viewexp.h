@@ -89,6 +89,10 @@ public:
     // view so that box fills the window with a margin. An empty box leaves the view.
     void host_ZoomExtents(const Box3& worldBox);
     void host_SetWire(bool wire) { wire_ = wire; }
+    // Lines from each node's pivot to its parent's (COLOR_LINK_LINES); off by default. Links
+    // are drawn, never hit.
+    void host_SetShowLinks(bool show) { links_ = show; }
+    bool host_ShowLinks() const { return links_; }
     void host_SetNonScalingObjectSize(float s) { nonScaling_ = s; }
     // The distance of the near clipping plane in front of the eye (perspective views).
     float host_NearPlane() const { return nearPlane_; }
@@ -111,6 +115,7 @@ private:
     int width_ = 640;
     int height_ = 480;
     bool wire_ = true;
+    bool links_ = false;
     float nonScaling_ = 1.0f;
     GraphicsWindow gw_;
 };

@@ -13,13 +13,14 @@ namespace {
 
 const char kUsage[] =
     "Usage: kinetrope render SCENE --out FILE.png [--frame N] [--view VIEW] [--size WxH]\n"
-    "                        [--shaded] [--selected NAME...]\n\n"
+    "                        [--shaded] [--links] [--selected NAME...]\n\n"
     "Loads a scene file, frames every visible node and draws the viewport into a PNG.\n\n"
     "  --out FILE.png      the image to write\n"
     "  --frame N           the frame to draw (default 0)\n"
     "  --view VIEW         front, back, left, right, top, bottom or persp (default persp)\n"
     "  --size WxH          image size in pixels (default 800x600)\n"
     "  --shaded            meshes as flat-shaded faces instead of wireframe\n"
+    "  --links             a line from each node to its parent\n"
     "  --selected NAME...  nodes drawn as selected\n";
 
 int Run(const std::vector<std::string>& args, const GlobalOptions&);

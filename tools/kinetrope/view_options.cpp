@@ -49,6 +49,8 @@ std::string ParseViewOptions(const std::vector<std::string>& args, ViewOptions& 
             if (!value(opts.out)) return "--out needs a file name";
         } else if (a == "--shaded") {
             opts.shaded = true;
+        } else if (a == "--links") {
+            opts.links = true;
         } else if (a == "--selected") {
             while (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) opts.selected.push_back(args[++i]);
             if (opts.selected.empty()) return "--selected needs at least one node name";
@@ -87,6 +89,7 @@ std::string PrepareView(const ViewOptions& opts, ViewExp& vpt) {
                          : v == "bottom" ? VIEW_BOTTOM
                                          : VIEW_PERSP_USER);
     vpt.host_SetWire(!opts.shaded);
+    vpt.host_SetShowLinks(opts.links);
     vpt.host_ZoomExtents(host::SceneWorldBox(vpt, t));
     return {};
 }

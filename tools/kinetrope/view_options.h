@@ -17,6 +17,7 @@ struct ViewOptions {
     int width = 800;
     int height = 600;
     bool shaded = false;
+    bool links = false;
     std::vector<std::string> positional;  // arguments that are not options, in order
     std::vector<std::string> selected;
     std::string out;

@@ -91,6 +91,15 @@ void DrawScene(ViewExp& vpt, TimeValue t) {
             ResetLimits(vpt);
             tmc->Display(t, node, &vpt, 0);
         }
+        INode* parent = node->GetParentNode();
+        if (vpt.host_ShowLinks() && parent && !parent->IsRootNode() && !parent->IsHidden()) {
+            ResetLimits(vpt);
+            GraphicsWindow* gw = vpt.getGW();
+            gw->setTransform(Matrix3());
+            gw->setColor(LINE_COLOR, GetUIColor(COLOR_LINK_LINES));
+            Point3 link[2] = {parent->GetNodeTM(t).GetTrans(), node->GetNodeTM(t).GetTrans()};
+            gw->polyline(2, link, nullptr, FALSE, nullptr);
+        }
     });
     ResetLimits(vpt);
 }

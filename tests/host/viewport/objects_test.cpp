@@ -81,6 +81,26 @@ TEST_F(ViewportTest, TransformControllersDrawAndFrameWhatTheyOwn) {
     EXPECT_FLOAT_EQ(box.pmax.x, 60.0f);
 }
 
+TEST_F(ViewportTest, LinksJoinChildrenToParentsWhenShown) {
+    INode* parent = MakePoint(L"Hip", Point3(-50, 0, 0), 4.0f);
+    INode* child = MakePoint(L"Knee", Point3(50, 0, 0), 4.0f);
+    parent->AttachChild(child, TRUE);
+    const Point3 saved = GetUIColor(COLOR_LINK_LINES);
+    SetUIColor(COLOR_LINK_LINES, Point3(1, 0, 1));
+    ViewExp vpt;
+    FrontPixelView(vpt, 200, 100);
+    EXPECT_TRUE(Near(host::RenderViewport(vpt, 0).pixel(100, 50), 115, 115, 115, 2));
+    vpt.host_SetShowLinks(true);
+    QImage img = host::RenderViewport(vpt, 0);
+    EXPECT_TRUE(Near(img.pixel(100, 50), 255, 0, 255, 30));
+    // Links are not something to click on.
+    EXPECT_EQ(GetCOREInterface()->PickNode(&vpt, IPoint2(100, 50)), nullptr);
+    // A top-level node has no link to the scene root.
+    parent->GetParentNode()->AttachChild(child, TRUE);  // back under the root
+    EXPECT_TRUE(Near(host::RenderViewport(vpt, 0).pixel(100, 50), 115, 115, 115, 2));
+    SetUIColor(COLOR_LINK_LINES, saved);
+}
+
 TEST_F(ViewportTest, HostObjectsDrawInTheirOwnLook) {
     Interface* ip = GetCOREInterface();
     // An editable poly box (green) at the left, seen face-on from the front.

@@ -20,6 +20,8 @@
 #include "notify.h"
 #include "ui/qmax_param_block_widget.h"
 #include "ui/qmax_toolbar.h"
+#include "ui/viewport_image.h"
+#include "viewexp.h"
 
 namespace host::ui {
 namespace {
@@ -32,58 +34,39 @@ QString ClassNameOf(Animatable* a) {
     return ToQ(name.data());
 }
 
-// A top view of the scene: a grid, and each node as a marker with its name, joined to its
-// parent.
+// The active viewport, shown as a top view framed on the scene: the host's own drawing of
+// every node, links to parents, and each node's name beside its pivot.
 class Viewport : public QWidget {
 public:
     explicit Viewport(QWidget* parent) : QWidget(parent) {
         setMinimumSize(480, 360);
         setAutoFillBackground(false);
+        ViewExp& vpt = GetCOREInterface()->GetActiveViewExp();
+        vpt.host_SetViewType(VIEW_TOP);
+        vpt.host_SetShowLinks(true);
     }
 
 protected:
     void paintEvent(QPaintEvent*) override {
-        QPainter p(this);
-        p.setRenderHint(QPainter::Antialiasing);
-        p.fillRect(rect(), QColor(68, 68, 72));
-        const QPointF c = rect().center();
-        const double scale = 2.0;  // pixels per unit
-        p.setPen(QColor(88, 88, 94));
-        for (int i = -50; i <= 50; ++i) {
-            const double d = i * 10 * scale;
-            p.drawLine(QPointF(c.x() + d, 0), QPointF(c.x() + d, height()));
-            p.drawLine(QPointF(0, c.y() + d), QPointF(width(), c.y() + d));
-        }
-        p.setPen(QPen(QColor(30, 30, 30), 1.5));
-        p.drawLine(QPointF(c.x(), 0), QPointF(c.x(), height()));
-        p.drawLine(QPointF(0, c.y()), QPointF(width(), c.y()));
-
         Interface* ip = GetCOREInterface();
         const TimeValue t = ip->GetTime();
-        auto place = [&](INode* n) {
-            const Point3 pos = n->GetNodeTM(t).GetTrans();
-            return QPointF(c.x() + pos.x * scale, c.y() - pos.y * scale);
-        };
-        std::function<void(INode*)> draw = [&](INode* n) {
+        ViewExp& vpt = ip->GetActiveViewExp();
+        vpt.host_SetSize(width(), height());
+        vpt.host_ZoomExtents(host::SceneWorldBox(vpt, t));
+        QPainter p(this);
+        p.drawImage(0, 0, host::RenderViewport(vpt, t));
+        p.setPen(QColor(220, 220, 220));
+        std::function<void(INode*)> label = [&](INode* n) {
             for (int i = 0; i < n->NumberOfChildren(); ++i) {
                 INode* child = n->GetChildNode(i);
-                if (!n->IsRootNode()) {
-                    p.setPen(QPen(QColor(150, 150, 160), 1.0, Qt::DashLine));
-                    p.drawLine(place(n), place(child));
+                if (!child->IsHidden()) {
+                    const Point3 s = vpt.MapWorldToScreen(child->GetNodeTM(t).GetTrans());
+                    p.drawText(QPointF(s.x + 8, s.y - 6), ToQ(child->GetName()));
                 }
-                draw(child);
+                label(child);
             }
-            if (n->IsRootNode()) return;
-            const DWORD wc = n->GetWireColor();
-            const QColor colour(wc & 0xFF, (wc >> 8) & 0xFF, (wc >> 16) & 0xFF);
-            const QPointF at = place(n);
-            p.setPen(QPen(n->Selected() ? Qt::white : colour, 2));
-            p.drawLine(at - QPointF(6, 0), at + QPointF(6, 0));
-            p.drawLine(at - QPointF(0, 6), at + QPointF(0, 6));
-            p.setPen(QColor(220, 220, 220));
-            p.drawText(at + QPointF(8, -6), ToQ(n->GetName()));
         };
-        draw(ip->GetRootNode());
+        label(ip->GetRootNode());
         p.setPen(QColor(200, 200, 200));
         p.drawText(QPointF(10, 20), QStringLiteral("Top"));
     }

@@ -34,11 +34,14 @@ public:
     void Set(PB2Value& v, ReferenceMaker* owner, ParamID id, int tabIndex, TimeValue t) override {
         (void)v, (void)tabIndex, (void)t;
         auto* pc = dynamic_cast<ParentConstraint*>(owner);
-        if (pc && id == ParentConstraint::pc_relative && pc->rollup) pc->rollup->RefreshList();
+        if (!pc) return;
+        pc->MarkBlockChanged();
+        if (id == ParentConstraint::pc_relative && pc->rollup) pc->rollup->RefreshList();
     }
     void TabChanged(tab_changes code, Tab<PB2Value>*, ReferenceMaker* owner, ParamID, int, int) override {
         auto* pc = dynamic_cast<ParentConstraint*>(owner);
         if (!pc) return;
+        pc->MarkBlockChanged();
         if (code == tab_ref_deleted) pc->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
         if (pc->rollup) pc->rollup->RefreshList();
     }
@@ -159,7 +162,10 @@ RefTargetHandle ParentConstraint::GetReference(int i) {
 
 void ParentConstraint::SetReference(int i, RefTargetHandle rtarg) {
     if (i == kPBlockRef) pblock = static_cast<IParamBlock2*>(rtarg);
-    if (i == kOffsetRef) inner_ = static_cast<Control*>(rtarg);
+    if (i == kOffsetRef) {
+        inner_ = static_cast<Control*>(rtarg);
+        innerValid_ = NEVER;
+    }
 }
 
 MSTR ParentConstraint::SubAnimName(int i, bool) {
@@ -176,8 +182,27 @@ BOOL ParentConstraint::AssignController(Animatable* control, int subAnim) {
     return TRUE;
 }
 
-RefResult ParentConstraint::NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) {
+RefResult ParentConstraint::NotifyRefChanged(const Interval&, RefTargetHandle hTarget, PartID&, RefMessage message,
+                                             BOOL) {
+    if (hTarget == pblock && (message == REFMSG_CHANGE || message == REFMSG_TARGET_DELETED)) blockDirty_ = true;
+    if (hTarget == inner_) innerValid_ = NEVER;
     return REF_SUCCEED;
+}
+
+void ParentConstraint::ReadBlock() {
+    blockDirty_ = false;
+    relative_ = pblock && pblock->GetInt(pc_relative, 0) != 0;
+    const int count = pblock ? pblock->Count(pc_target_list) : 0;
+    const int offsets = pblock ? pblock->Count(pc_offset) : 0;
+    nodes_.resize(static_cast<size_t>(count));
+    offsets_.resize(static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        nodes_[static_cast<size_t>(i)] = pblock->GetINode(pc_target_list, 0, i);
+        offsets_[static_cast<size_t>(i)] = i < offsets ? pblock->GetMatrix3(pc_offset, 0, i) : Matrix3();
+    }
+    rawTMs_.assign(static_cast<size_t>(count), Matrix3(0));
+    parts_.assign(static_cast<size_t>(count), PartsCache());
+    lastBlendKnown_ = false;
 }
 
 ReferenceTarget* ParentConstraint::Clone(RemapDir& remap) {
@@ -228,7 +253,10 @@ IOResult ParentConstraint::Load(ILoad* iload) {
     return res == IO_END ? IO_OK : res;
 }
 
-bool ParentConstraint::Relative() { return pblock && pblock->GetInt(pc_relative, 0) != 0; }
+bool ParentConstraint::Relative() {
+    if (blockDirty_) ReadBlock();
+    return relative_;
+}
 
 BOOL ParentConstraint::IsAnimated() {
     return (pblock && pblock->IsAnimated()) || (inner_ && inner_->IsAnimated()) ? TRUE : FALSE;
@@ -253,39 +281,60 @@ void ParentConstraint::GetValue(TimeValue t, void* val, Interval& valid, GetSetM
         }
     }
     m = Blend(t, valid, Relative());
-    if (inner_) inner_->GetValue(t, &m, valid, CTRL_RELATIVE);
-}
-
-const AffineParts& ParentConstraint::PartsOf(size_t i, const Matrix3& tm) {
-    if (parts_.size() <= i) parts_.resize(i + 1);
-    PartsCache& c = parts_[i];
-    if (!c.known || std::memcmp(&c.tm, &tm, sizeof(Matrix3)) != 0) {
-        c.known = true;
-        c.tm = tm;
-        decomp_affine(tm, &c.parts);
+    if (!inner_) return;
+    // A transform controller's relative value is its local value times the parent's.
+    if (!innerValid_.InInterval(t)) {
+        innerLocal_ = Matrix3();
+        innerValid_ = FOREVER;
+        inner_->GetValue(t, &innerLocal_, innerValid_, CTRL_RELATIVE);
     }
-    return c.parts;
+    valid &= innerValid_;
+    m = innerLocal_ * m;
 }
 
 Matrix3 ParentConstraint::Blend(TimeValue t, Interval& valid, bool relative) {
     if (!pblock) return Matrix3();
-    const int count = pblock->Count(pc_target_list);
-    const int offsets = relative ? pblock->Count(pc_offset) : 0;
+    if (blockDirty_) ReadBlock();
+    const int count = static_cast<int>(nodes_.size());
     Matrix3 T;
     if (count == 1) {
         if (!TargetTM(0, t, valid, T)) return initTM;
-        return offsets > 0 ? pblock->GetMatrix3(pc_offset, 0, 0) * T : T;
+        return relative ? offsets_[0] * T : T;
     }
+    // Gather; decompose only what moved.
+    bool same = lastBlendKnown_ && relative == lastBlendRelative_;
+    int live = 0;
+    for (int i = 0; i < count; ++i) {
+        const size_t k = static_cast<size_t>(i);
+        PartsCache& c = parts_[k];
+        const bool wasLive = c.live;
+        c.live = TargetTM(i, t, valid, T);
+        if (c.live != wasLive) same = false;
+        if (!c.live) continue;
+        ++live;
+        const float w = targetlist::Weight(pblock, t, i, 0.0f, valid);
+        if (w != c.weight) {
+            c.weight = w;
+            same = false;
+        }
+        if (!c.known || relative != lastBlendRelative_ || std::memcmp(&rawTMs_[k], &T, sizeof(Matrix3)) != 0) {
+            rawTMs_[k] = T;
+            c.known = true;
+            c.tm = relative ? offsets_[k] * T : T;
+            decomp_affine(c.tm, &c.parts);
+            same = false;
+        }
+    }
+    lastBlendRelative_ = relative;
+    if (live == 0) return initTM;
+    if (same) return lastBlend_;
     Point3 pos(0.0f, 0.0f, 0.0f), scale(0.0f, 0.0f, 0.0f);
     Quat rot, stretchRot;
     float sum = 0.0f;
-    int live = 0;
-    for (int i = 0; i < count; ++i) {
-        if (!TargetTM(i, t, valid, T)) continue;
-        ++live;
-        if (i < offsets) T = pblock->GetMatrix3(pc_offset, 0, i) * T;
-        const AffineParts& ap = PartsOf(static_cast<size_t>(i), T);
-        const float w = targetlist::Weight(pblock, t, i, 0.0f, valid);
+    for (const PartsCache& c : parts_) {
+        if (!c.live) continue;
+        const AffineParts& ap = c.parts;
+        const float w = c.weight;
         sum += w;
         const float f = sum != 0.0f ? w / sum : 0.0f;
         pos += ap.t * w;
@@ -301,20 +350,24 @@ Matrix3 ParentConstraint::Blend(TimeValue t, Interval& valid, bool relative) {
         stretchRot = Slerp(stretchRot, u, f);
         stretchRot.Normalize();
     }
-    if (live == 0) return initTM;
-    if (sum <= 0.0f) return Matrix3();
-    AffineParts out;
-    out.t = pos / sum;
-    out.k = scale / sum;
-    rot.MakeClosest(IdentQuat());
-    rot.Normalize();
-    out.q = rot;
-    out.u = stretchRot;
-    return host::ComposeAffine(out);
+    if (sum <= 0.0f) {
+        lastBlend_ = Matrix3();
+    } else {
+        AffineParts out;
+        out.t = pos / sum;
+        out.k = scale / sum;
+        rot.MakeClosest(IdentQuat());
+        rot.Normalize();
+        out.q = rot;
+        out.u = stretchRot;
+        lastBlend_ = host::ComposeAffine(out);
+    }
+    lastBlendKnown_ = true;
+    return lastBlend_;
 }
 
 bool ParentConstraint::TargetTM(int i, TimeValue t, Interval& valid, Matrix3& tm) {
-    INode* node = pblock->GetINode(pc_target_list, t, i);
+    INode* node = nodes_[static_cast<size_t>(i)];
     if (!node) return false;
     tm = node->GetNodeTM(t, &valid);
     if (!suspendSnapshots && !theHold.RestoreOrRedoing() && t == GetCOREInterface()->GetTime())
@@ -323,26 +376,32 @@ bool ParentConstraint::TargetTM(int i, TimeValue t, Interval& valid, Matrix3& tm
 }
 
 void ParentConstraint::TakeSnapshot(int i, INode* node, TimeValue t, const Matrix3& tm) {
-    const size_t n = static_cast<size_t>(pblock->Count(pc_target_list));
-    if (snapshots.size() != n) snapshots.resize(n);
+    if (snapshots.size() != nodes_.size()) snapshots.resize(nodes_.size());
     Snapshot& s = snapshots[static_cast<size_t>(i)];
+    const bool offsetSame = s.offPos == node->GetObjOffsetPos() && s.offRot == node->GetObjOffsetRot() &&
+                            s.offScale == node->GetObjOffsetScale();
     if (s.node != node || s.time != t) {
         s.node = node;
         s.time = t;
         s.tm = s.lastTM = tm;
+        s.offPos = node->GetObjOffsetPos();
+        s.offRot = node->GetObjOffsetRot();
+        s.offScale = node->GetObjOffsetScale();
         s.stretchTM = s.lastStretchTM = ObjectOffsetTM(node);
         s.changed = 0;
         return;
     }
-    if (s.tm.Equals(tm, 1e-6f)) {
-        const Matrix3 stretch = ObjectOffsetTM(node);
-        if (s.stretchTM.Equals(stretch, 1e-6f)) return;
-    }
+    if (offsetSame && s.tm.Equals(tm, 1e-6f)) return;
+    const Matrix3 stretch = offsetSame ? s.stretchTM : ObjectOffsetTM(node);
+    if (s.tm.Equals(tm, 1e-6f) && s.stretchTM.Equals(stretch, 1e-6f)) return;
     HoldSnapshots();
     s.lastTM = s.tm;
     s.lastStretchTM = s.stretchTM;
     s.tm = tm;
-    s.stretchTM = ObjectOffsetTM(node);
+    s.stretchTM = stretch;
+    s.offPos = node->GetObjOffsetPos();
+    s.offRot = node->GetObjOffsetRot();
+    s.offScale = node->GetObjOffsetScale();
     s.changed = 0;
 }
 
@@ -402,6 +461,7 @@ void ParentConstraint::SetValue(TimeValue t, void* val, int commit, GetSetMethod
     Interval iv = FOREVER;
     pk.tmParent = Blend(t, iv, Relative());
     inner_->SetValue(t, &pk, commit, CTRL_RELATIVE);
+    innerValid_ = NEVER;
 }
 
 int ParentConstraint::getNumTargets() { return targetlist::Count(pblock); }
@@ -459,7 +519,7 @@ bool ParentConstraint::deleteTarget(int targetNumber) {
     targetlist::Delete(pblock, targetNumber);
     if (targetNumber < pblock->Count(pc_offset)) pblock->Delete(pc_offset, targetNumber, 1);
     snapshots.clear();
-    parts_.clear();
+    blockDirty_ = true;
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
     if (rollup) rollup->RefreshList();

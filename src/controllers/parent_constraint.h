@@ -58,6 +58,10 @@ public:
         TimeValue time = 0;
         Matrix3 tm, lastTM, stretchTM, lastStretchTM;
         int changed = 0;
+        // The object offset stretchTM was built from: rebuilt only when these change.
+        Point3 offPos;
+        Quat offRot;
+        ScaleValue offScale;
     };
 
     explicit ParentConstraint(BOOL loading = FALSE);
@@ -107,6 +111,9 @@ public:
     Matrix3 GetOffset(int i) override;
     void SetOffset(int i, const Matrix3& offset) override;
 
+    // The block changed: node, offset and switch caches are read again at the next evaluation.
+    void MarkBlockChanged() { blockDirty_ = true; }
+
     Control* GetOffsetController() { return inner_; }
     void SetOffsetController(Control* c) { ReplaceReference(kOffsetRef, c); }
     INode* OwnerNode() { return OwnerNodeOf(this); }
@@ -134,10 +141,25 @@ private:
     struct PartsCache {
         Matrix3 tm;
         AffineParts parts;
+        float weight = 0.0f;
         bool known = false;
+        bool live = false;
     };
-    const AffineParts& PartsOf(size_t i, const Matrix3& tm);
     std::vector<PartsCache> parts_;
+    // What the block holds, read once per change of the block (hot path: no block reads).
+    void ReadBlock();
+    bool blockDirty_ = true;
+    bool relative_ = false;
+    std::vector<INode*> nodes_;
+    std::vector<Matrix3> offsets_;
+    std::vector<Matrix3> rawTMs_;
+    // The inner controller's local value over its validity; dropped when it says it changed.
+    Matrix3 innerLocal_;
+    Interval innerValid_ = NEVER;
+    // The last blend of several targets, good while every target's matrix and weight is.
+    Matrix3 lastBlend_;
+    bool lastBlendKnown_ = false;
+    bool lastBlendRelative_ = false;
     Control* inner_ = nullptr;
 };
 

@@ -185,8 +185,11 @@ TEST_F(ControlHelperTest, SelectorFacesPickTheControlAndBackFacesAreIgnoredWhenA
     INode* skin = MakePlane();
     ControlHelper* h = nullptr;
     INode* node = MakeHelper(kGizmoNone, 10.0f, Point3(200, 200, 0), &h);
-    // Its own node is refused; another mesh is taken.
+    // Its own node, or another node of the same helper, is refused; another mesh is taken.
     EXPECT_FALSE(h->pblock->SetValue(pb_selector_node, 0, node));
+    INode* instance = GetCOREInterface()->CreateObjectNode(h, L"Instance");
+    EXPECT_FALSE(h->pblock->SetValue(pb_selector_node, 0, instance));
+    GetCOREInterface()->DeleteNode(instance);
     ASSERT_TRUE(h->pblock->SetValue(pb_selector_node, 0, skin));
     h->pblock->SetValue(pb_selector_active, 0, 1);
     BitArray sel(2);

@@ -67,7 +67,7 @@ public:
     // Line segments (pairs of end points) of what the switches show at t: the cross, the box,
     // the axis tripod (X, Y, Z from the pivot) and the centre marker. valid is narrowed.
     void GetLines(TimeValue t, std::vector<Point3>& segments, Interval& valid);
-    // The cube of the size at t.
+    // The cube of the size at t; at screen size (with inode and vpt given) scaled as drawn.
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
     // Viewport: the lines of GetLines in the node's colour; with screen size on, size is in
     // pixel-like units (scaled by the view's screen scale at the pivot); draw on top turns the

@@ -6,8 +6,10 @@
 
 #include "chunk_util.h"
 #include "hold.h"
+#include "inode.h"
 #include "iparamb2.h"
 #include "objects_internal.h"
+#include "viewexp.h"
 
 using host::objects::MeshBuilder;
 using host::objects::ObjectClassDesc;
@@ -149,9 +151,12 @@ void PointHelpObject::GetLines(TimeValue t, std::vector<Point3>& segments, Inter
     }
 }
 
-void PointHelpObject::GetLocalBoundBox(TimeValue t, INode*, ViewExp*, Box3& box) {
+void PointHelpObject::GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) {
     Interval iv = FOREVER;
-    const float h = pblock2 ? std::fabs(pblock2->GetFloat(pointobj_size, t, iv)) * 0.5f : 0.0f;
+    float h = pblock2 ? std::fabs(pblock2->GetFloat(pointobj_size, t, iv)) * 0.5f : 0.0f;
+    // At screen size the drawn cube depends on the view (see Display).
+    if (pblock2 && inode && vpt && pblock2->GetInt(pointobj_screensize, t))
+        h *= vpt->NonScalingObjectSize() * vpt->GetVPWorldWidth(inode->GetObjectTM(t).GetTrans()) / 360.0f;
     box = Box3(Point3(-h, -h, -h), Point3(h, h, h));
 }
 

@@ -215,6 +215,10 @@ TEST_F(ViewportTest, HostObjectsHaveWorldBoxesAndScreenSizedHelpersKeepTheirPixe
     vpt.GetAffineTM(affine);
     for (float width : {200.0f, 50.0f, 1000.0f}) {
         vpt.host_SetOrthographic(affine, width);
+        // Its box follows: 18 world units per 360 of the view's width.
+        Box3 sb;
+        s->EvalWorldState(0).obj->GetWorldBoundBox(0, s, &vpt, sb);
+        EXPECT_NEAR(sb.pmax.x, 18.0f * width / 360.0f, 1e-3f) << width;
         // 36 units of a 360-unit-wide reference: the cross arm reaches 18/360 of the window.
         int reach = int(200.0f * 18.0f / 360.0f);  // 10 pixels
         EXPECT_EQ(GetCOREInterface()->PickNode(&vpt, IPoint2(100 + reach, 100)), s) << width;

@@ -5,6 +5,7 @@
 // ratio = connection time / reference time.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <ctime>
 #include <vector>
 
@@ -63,6 +64,18 @@ double TimePerCall(int n, F&& f) {
     return (ThreadCpuNs() - start) / n;
 }
 
+void Report(benchmark::State& state, double ns, double refNs);
+
+double Median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0.0 : v[v.size() / 2];
+}
+
+// Medians over the iterations, each iteration timing both in turn.
+void Report(benchmark::State& state, const std::vector<double>& ns, const std::vector<double>& ref) {
+    Report(state, Median(ns), Median(ref));
+}
+
 void Report(benchmark::State& state, double ns, double refNs) {
     state.counters["ns_per_read"] = ns;
     state.counters["ref_ns"] = refNs;
@@ -90,15 +103,15 @@ void BM_FloatConnectionRangeRemap(benchmark::State& state) {
     c->pblock->SetValue(kt::FloatConnection::pb_output_max, 0, 1.0f);
     constexpr int kReads = 200000;
     float sink = 0.0f;
-    double ns = 0.0, ref = 0.0;
+    std::vector<double> ns, ref;
     for (auto _ : state) {
-        ref = TimePerCall(kReads, [&](TimeValue t) { sink += Read(track, t); });
-        ns = TimePerCall(kReads, [&](TimeValue t) { sink += Read(c, t); });
+        ref.push_back(TimePerCall(kReads, [&](TimeValue t) { sink += Read(track, t); }));
+        ns.push_back(TimePerCall(kReads, [&](TimeValue t) { sink += Read(c, t); }));
         benchmark::DoNotOptimize(sink);
     }
     Report(state, ns, ref);
 }
-BENCHMARK(BM_FloatConnectionRangeRemap)->Iterations(5);
+BENCHMARK(BM_FloatConnectionRangeRemap)->Iterations(9);
 
 void BM_FloatConnectionChain100(benchmark::State& state) {
     constexpr int kLinks = 100;
@@ -119,14 +132,14 @@ void BM_FloatConnectionChain100(benchmark::State& state) {
     }
     constexpr int kReads = 5000;
     float sink = 0.0f;
-    double ns = 0.0, ref = 0.0;
+    std::vector<double> ns, ref;
     for (auto _ : state) {
-        ref = TimePerCall(kReads * 20, [&](TimeValue t) { sink += Read(track, t); });
-        ns = TimePerCall(kReads, [&](TimeValue t) { sink += Read(last, t); });
+        ref.push_back(TimePerCall(kReads * 20, [&](TimeValue t) { sink += Read(track, t); }));
+        ns.push_back(TimePerCall(kReads, [&](TimeValue t) { sink += Read(last, t); }));
         benchmark::DoNotOptimize(sink);
     }
     Report(state, ns, ref);
 }
-BENCHMARK(BM_FloatConnectionChain100)->Iterations(5);
+BENCHMARK(BM_FloatConnectionChain100)->Iterations(9);
 
 }  // namespace

@@ -68,6 +68,23 @@ TEST_F(ConnectionTest, FloatConnectionRemapsByEachTransformExactly) {
     EXPECT_FLOAT_EQ(Read(c), 0.5f / 0.001f);
     EXPECT_TRUE(std::isfinite(Read(c)));
 
+    // A parameter that becomes animated after reads is read at each time from then on.
+    pb->SetValue(FloatConnection::pb_clamp, 0, 0);
+    pb->SetValue(FloatConnection::pb_input_min, 0, 10.0f);
+    pb->SetValue(FloatConnection::pb_input_max, 0, 20.0f);
+    EXPECT_FLOAT_EQ(Read(c, 0), 0.25f);
+    AnimateOn();
+    pb->SetValue(FloatConnection::pb_output_max, 0, 1.0f);
+    pb->SetValue(FloatConnection::pb_output_max, 1600, 3.0f);
+    AnimateOff();
+    EXPECT_FLOAT_EQ(Read(c, 1600), 0.75f);
+    EXPECT_FLOAT_EQ(Read(c, 0), 0.25f);
+    // Removing the controller keeps its value at 0 as the constant.
+    ASSERT_TRUE(pb->SetController(FloatConnection::pb_output_max, 0, nullptr));
+    EXPECT_FLOAT_EQ(Read(c, 1600), 0.25f);
+    pb->SetValue(FloatConnection::pb_input_min, 0, 12.0f);
+    pb->SetValue(FloatConnection::pb_input_max, 0, 12.0f);
+
     // The curve: its value at the input, and with clamp the input is held to its points' span.
     pb->SetValue(FloatConnection::pb_transform, 0, 3);
     ICurve* curve = c->CurveCtl()->GetControlCurve(0);

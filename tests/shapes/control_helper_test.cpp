@@ -377,3 +377,34 @@ TEST_F(ControlHelperTest, PublishedPropertiesReadAndWriteTheGizmoParts) {
     EXPECT_FALSE(h->pblock->SetValue(pb_type, 0, kNumGizmoTypes));
     EXPECT_EQ(fp->GetType(), kGizmoCircle);
 }
+
+TEST_F(ControlHelperTest, ColoursFollowTheNodeAndDrawOnTopLeavesTheDepthTest) {
+    ControlHelper* h = nullptr;
+    INode* node = MakeHelper(kGizmoCircle, 20.0f, Point3(0, 0, 0), &h);
+    node->SetWireColor(0x000000FF);
+    ViewExp vpt;
+    SetView(vpt, VIEW_TOP);
+    auto first = [&]() -> host::DrawPrimitive {
+        host::DrawScene(vpt, 0);
+        const auto& prims = vpt.getGW()->host_DrawList().prims;
+        return prims.empty() ? host::DrawPrimitive() : prims.front();
+    };
+    host::DrawPrimitive p = first();
+    EXPECT_NEAR(p.color.r, 1.0f, 1e-5f);
+    EXPECT_NEAR(p.color.g, 0.0f, 1e-5f);
+    EXPECT_FALSE(p.onTop);
+    GetCOREInterface()->SelectNode(node);
+    p = first();
+    const Point3 selected = GetUIColor(COLOR_SELECTION);
+    EXPECT_NEAR(p.color.r, selected.x, 1e-5f);
+    EXPECT_NEAR(p.color.b, selected.z, 1e-5f);
+    GetCOREInterface()->ClearNodeSelection();
+    node->Freeze(TRUE);
+    p = first();
+    EXPECT_NEAR(p.color.g, GetUIColor(COLOR_FREEZE).y, 1e-5f);
+    node->Freeze(FALSE);
+    h->pblock->SetValue(pb_draw_on_top, 0, 1);
+    EXPECT_TRUE(first().onTop);
+    // The window's own limits come back after drawing.
+    EXPECT_NE(vpt.getGW()->getRndLimits() & GW_Z_BUFFER, 0u);
+}

@@ -402,7 +402,11 @@ int ControlHelper::HitTest(TimeValue t, INode* inode, int type, int crossing, in
             } else {
                 for (int f : faces) sel.Set(f);
             }
+            // A pick is a user operation of its own unless the caller already holds.
+            const bool own = !theHold.Holding();
+            if (own) theHold.Begin();
             SetFaceSelection(sel);
+            if (own) theHold.Accept(L"Select Polygons");
             hit = 1;
         }
     } else {

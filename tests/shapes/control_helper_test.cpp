@@ -234,6 +234,11 @@ TEST_F(ControlHelperTest, SelectorFacesPickTheControlAndBackFacesAreIgnoredWhenA
     EXPECT_EQ(h->FaceSelection()[0], 1);
     EXPECT_TRUE(Picks(vpt, node, face0));
     EXPECT_EQ(h->FaceSelection()[0], 0);
+    // Each pick is one undo step.
+    ASSERT_TRUE(theHold.Undo());
+    EXPECT_EQ(h->FaceSelection()[0], 1);
+    ASSERT_TRUE(theHold.Redo());
+    EXPECT_EQ(h->FaceSelection()[0], 0);
     // A crossing box over both faces adds them both.
     IPoint2 box[2] = {ScreenOf(vpt, Point3(-5, 5, 0)), ScreenOf(vpt, Point3(5, -5, 0))};
     EXPECT_NE(h->HitTest(0, node, HITTYPE_BOX, 1, 0, box, &vpt), 0);

@@ -259,21 +259,24 @@ const FloatConnection::ParamCache& FloatConnection::Cache() {
     return cache_;
 }
 
-float FloatConnection::TargetValue(TimeValue t, Interval& valid) {
-    if (!targetOwner || !pblock) return lastValue;
+bool FloatConnection::TargetValue(TimeValue t, Interval& valid, float& x) {
+    if (!targetOwner || !pblock) {
+        x = lastValue;
+        return true;
+    }
     const ParamCache& c = Cache();
     TimeValue ts = t;
     if (c.useTimeOffset) ts += static_cast<TimeValue>(std::lround(Param(pb_time_offset, c.timeOffset, t, valid)));
-    float x = lastValue;
     if (ts == t) {
-        if (ReadTrack(targetOwner, c.index, t, x, valid)) lastValue = x;
-        return lastValue;
+        if (!ReadTrack(targetOwner, c.index, t, x, valid)) return false;
+    } else {
+        // What holds around the shifted time is only known to hold at t itself.
+        Interval shifted = FOREVER;
+        if (!ReadTrack(targetOwner, c.index, ts, x, shifted)) return false;
+        valid &= Interval(t, t);
     }
-    // What holds around the shifted time is only known to hold at t itself.
-    Interval shifted = FOREVER;
-    if (ReadTrack(targetOwner, c.index, ts, x, shifted)) lastValue = x;
-    valid &= Interval(t, t);
-    return lastValue;
+    lastValue = x;
+    return true;
 }
 
 float FloatConnection::Remap(float x, TimeValue t, Interval& valid) {
@@ -340,7 +343,9 @@ void FloatConnection::GetValue(TimeValue t, void* val, Interval& valid, GetSetMe
         if (method == CTRL_ABSOLUTE) *static_cast<float*>(val) = lastValue;
         return;
     }
-    const float out = Remap(TargetValue(t, valid), t, valid);
+    float x = 0.0f;
+    if (!TargetValue(t, valid, x)) return;
+    const float out = Remap(x, t, valid);
     if (std::isnan(out)) return;  // a curve transform without a curve writes nothing
     if (method == CTRL_ABSOLUTE)
         *static_cast<float*>(val) = out;

@@ -139,8 +139,9 @@ public:
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override;
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_ABSOLUTE) override;
 
-    // The target's value at t (time offset applied); lastValue when it cannot be read.
-    float TargetValue(TimeValue t, Interval& valid);
+    // The target's value at t (time offset applied) into x: lastValue without a target; false
+    // (x untouched) when a target is set but cannot be read, such as an index past its tracks.
+    bool TargetValue(TimeValue t, Interval& valid, float& x);
     // The remap of x by `transform` at t, and its inverse.
     float Remap(float x, TimeValue t, Interval& valid);
     float Unmap(float y, TimeValue t);

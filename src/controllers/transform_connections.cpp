@@ -99,10 +99,14 @@ Point3 WeightedConnection::Weights(TimeValue t, Interval& valid) {
 
 namespace {
 
-// The target read at t through the time offset; `last` when it cannot be read.
+// The target read at t through the time offset into out: `last` without a target; false when a
+// target is set but cannot be read.
 template <class C, class V, class Read>
-V ReadTarget(C* c, TimeValue t, Interval& valid, V& last, Read&& read) {
-    if (!c->targetOwner || !c->pblock) return last;
+bool ReadTarget(C* c, TimeValue t, Interval& valid, V& last, V& out, Read&& read) {
+    if (!c->targetOwner || !c->pblock) {
+        out = last;
+        return true;
+    }
     const TimeValue ts = [&] {
         Interval iv = FOREVER;
         if (!c->pblock->GetInt(WeightedConnection::pb_use_time_offset)) return t;
@@ -112,9 +116,10 @@ V ReadTarget(C* c, TimeValue t, Interval& valid, V& last, Read&& read) {
     }();
     V v = last;
     Interval shifted = FOREVER;
-    if (read(c->targetOwner, c->TargetIndex(), ts, v, ts == t ? valid : shifted)) last = v;
+    if (!read(c->targetOwner, c->TargetIndex(), ts, v, ts == t ? valid : shifted)) return false;
     if (ts != t) valid &= Interval(t, t);
-    return last;
+    out = last = v;
+    return true;
 }
 
 template <class C>
@@ -141,9 +146,11 @@ ReferenceTarget* PositionConnection::Clone(RemapDir& remap) {
 
 void PositionConnection::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
     if (!val) return;
-    Point3 p = ReadTarget(this, t, valid, lastValue, [](ReferenceTarget* o, int i, TimeValue ts, Point3& v, Interval& iv) {
-        return ReadTrack(o, i, ts, v, iv, TrackKind::Position);
-    });
+    Point3 p;
+    if (!ReadTarget(this, t, valid, lastValue, p, [](ReferenceTarget* o, int i, TimeValue ts, Point3& v, Interval& iv) {
+            return ReadTrack(o, i, ts, v, iv, TrackKind::Position);
+        }))
+        return;
     p = p * Weights(t, valid);
     if (method == CTRL_ABSOLUTE)
         *static_cast<Point3*>(val) = p;
@@ -189,9 +196,11 @@ ReferenceTarget* RotationConnection::Clone(RemapDir& remap) {
 
 void RotationConnection::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
     if (!val) return;
-    Quat q = ReadTarget(this, t, valid, lastValue, [](ReferenceTarget* o, int i, TimeValue ts, Quat& v, Interval& iv) {
-        return ReadTrack(o, i, ts, v, iv);
-    });
+    Quat q;
+    if (!ReadTarget(this, t, valid, lastValue, q, [](ReferenceTarget* o, int i, TimeValue ts, Quat& v, Interval& iv) {
+            return ReadTrack(o, i, ts, v, iv);
+        }))
+        return;
     if (pblock && pblock->GetInt(pb_use_weight)) {
         const Point3 w = Weights(t, valid);
         float a[3];
@@ -255,9 +264,11 @@ ReferenceTarget* ScaleConnection::Clone(RemapDir& remap) {
 
 void ScaleConnection::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
     if (!val) return;
-    Point3 s = ReadTarget(this, t, valid, lastValue, [](ReferenceTarget* o, int i, TimeValue ts, Point3& v, Interval& iv) {
-        return ReadTrack(o, i, ts, v, iv, TrackKind::Scale);
-    });
+    Point3 s;
+    if (!ReadTarget(this, t, valid, lastValue, s, [](ReferenceTarget* o, int i, TimeValue ts, Point3& v, Interval& iv) {
+            return ReadTrack(o, i, ts, v, iv, TrackKind::Scale);
+        }))
+        return;
     s = s * Weights(t, valid);
     if (method == CTRL_ABSOLUTE)
         *static_cast<ScaleValue*>(val) = ScaleValue(s);

@@ -258,6 +258,14 @@ TEST_F(ConnectionTest, TargetAssignmentUndoesAndRedoesAsOneStep) {
     // A wrong kind of track is refused and records nothing.
     EXPECT_EQ(c->AssignTarget(b->GetTMController(), 0, false), 0);
     EXPECT_EQ(theHold.NumUndoRecords(), 2);
+    // An index past the owner's tracks writes nothing and leaves the caller's validity.
+    c->pblock->SetValue(FloatConnection::pb_track_subanim, 0, 7);
+    float untouched = -2.0f;
+    Interval keep(10, 20);
+    c->GetValue(15, &untouched, keep, CTRL_ABSOLUTE);
+    EXPECT_FLOAT_EQ(untouched, -2.0f);
+    EXPECT_EQ(keep, Interval(10, 20));
+    c->pblock->SetValue(FloatConnection::pb_track_subanim, 0, 2);
     // A lost target leaves the last value in force.
     Read(c);
     XYZOf(a)->DeleteAllRefsToMe();

@@ -3,9 +3,11 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QLabel>
 #include <QPushButton>
 
+#include "shapes/control_shape.h"
 #include "shapes/ui/control_helper_rollup.h"
 #include "shapes_scene.h"
 #include "ui/qmax_controls.h"
@@ -117,4 +119,24 @@ TEST_F(ControlHelperRollupTest, SelectorShowsItsNodeAndCountsTheSelectedPolygons
     select->click();
     EXPECT_EQ(host::SubObjectLevel(), 0);
     EXPECT_FALSE(h->SelectorPickMode());
+}
+
+TEST_F(ControlHelperRollupTest, ControlShapeTakesTheParametersRolloutWithItsScale) {
+    auto* cs = new ControlShape();
+    GetCOREInterface()->CreateObjectNode(cs);
+    MSTR title;
+    int flags = 0, category = 0;
+    RegistryClassDesc* cd = ClassRegistry::Find(SHAPE_CLASS_ID, CONTROLSHAPE_CLASS_ID);
+    std::unique_ptr<MaxSDK::QMaxParamBlockWidget> w(cd->CreateQtWidget(*cs, *cs->pblock, 0, title, flags, category));
+    ASSERT_NE(w, nullptr);
+    EXPECT_EQ(cd->CreateQtWidget(*cs, *cs->pblock, 1, title, flags, category), nullptr);
+    auto* scale = w->findChild<QDoubleSpinBox*>(QStringLiteral("scale"));
+    ASSERT_NE(scale, nullptr);
+    EXPECT_DOUBLE_EQ(scale->value(), 100.0);
+    scale->setValue(50.0);
+    EXPECT_FLOAT_EQ(cs->pblock->GetFloat(pb_scale), 0.5f);
+    EXPECT_EQ(w->findChild<QCheckBox*>(QStringLiteral("face_camera")), nullptr);
+    cs->SetGizmoPos(Point3(1, 0, 0));
+    w->findChild<QPushButton*>(QStringLiteral("resetGizmo"))->click();
+    EXPECT_TRUE(cs->GetGizmoTM().Equals(Matrix3()));
 }

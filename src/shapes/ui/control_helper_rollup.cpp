@@ -16,6 +16,7 @@
 #include "resources/resource.h"
 #include "resources/string_table.h"
 #include "shapes/control_helper.h"
+#include "shapes/control_shape.h"
 #include "subobj.h"
 #include "ui/qmax_controls.h"
 #include "ui/qmax_spinner.h"
@@ -50,12 +51,11 @@ MaxSDK::QMaxParamBlockWidget* MakeRollup(ReferenceMaker& owner, IParamBlock2& pb
     (void)flags;
     (void)category;
     auto* helper = dynamic_cast<ControlHelper*>(&owner);
-    if (!helper) return nullptr;
     MaxSDK::QMaxParamBlockWidget* w = nullptr;
     if (map == 0) {
         title = L"Parameters";
-        w = new ControlHelperRollup(helper);
-    } else if (map == 1) {
+        w = new ControlHelperRollup(&owner);
+    } else if (map == 1 && helper) {
         title = L"Selector";
         w = new ControlHelperSelectorRollup(helper);
     }
@@ -64,12 +64,13 @@ MaxSDK::QMaxParamBlockWidget* MakeRollup(ReferenceMaker& owner, IParamBlock2& pb
 }
 
 const bool rollupAttached =
-    ClassRegistry::AttachQtWidgetFactory(HELPER_CLASS_ID, CONTROLHELPER_CLASS_ID, &MakeRollup);
+    ClassRegistry::AttachQtWidgetFactory(HELPER_CLASS_ID, CONTROLHELPER_CLASS_ID, &MakeRollup) &&
+    ClassRegistry::AttachQtWidgetFactory(SHAPE_CLASS_ID, CONTROLSHAPE_CLASS_ID, &MakeRollup);
 
 }  // namespace
 
-ControlHelperRollup::ControlHelperRollup(ControlHelper* helper, QWidget* parent)
-    : QMaxParamBlockWidget(parent), helper_(helper) {
+ControlHelperRollup::ControlHelperRollup(ReferenceMaker* owner, QWidget* parent)
+    : QMaxParamBlockWidget(parent), owner_(owner) {
     (void)rollupAttached;
     setObjectName(QStringLiteral("ControlHelperRollup"));
     auto* top = new QVBoxLayout(this);
@@ -102,14 +103,24 @@ ControlHelperRollup::ControlHelperRollup(ControlHelper* helper, QWidget* parent)
     AddRow(sizes, pb_warp_axis, QStringLiteral("Warp Axis:"), AxisList("warp_axis"));
     top->addWidget(sizeGroup);
 
-    top->addWidget(Check("constant_screen_size", QStringLiteral("Constant Screen Size")));
-    top->addWidget(Check("face_camera", QStringLiteral("Face Camera")));
-    top->addWidget(Check("offset_line", QStringLiteral("Offset Line")));
-    top->addWidget(Check("draw_on_top", QStringLiteral("Draw On Top")));
+    if (dynamic_cast<ControlShape*>(owner)) {
+        // Shown for every figure: it is not one of the figure's own rows.
+        auto* scale = new QWidget;
+        auto* h = new QHBoxLayout(scale);
+        h->setContentsMargins(0, 0, 0, 0);
+        h->addWidget(new QLabel(QStringLiteral("Scale:")));
+        h->addWidget(Spinner("scale", 0.0, 1e9, 1), 1);
+        top->addWidget(scale);
+    } else {
+        top->addWidget(Check("constant_screen_size", QStringLiteral("Constant Screen Size")));
+        top->addWidget(Check("face_camera", QStringLiteral("Face Camera")));
+        top->addWidget(Check("offset_line", QStringLiteral("Offset Line")));
+        top->addWidget(Check("draw_on_top", QStringLiteral("Draw On Top")));
+    }
     auto* reset = new QPushButton(QStringLiteral("Reset Gizmo"));
     reset->setObjectName(QStringLiteral("resetGizmo"));
     top->addWidget(reset);
-    connect(reset, &QPushButton::clicked, this, [this] { helper_->ResetGizmo(); });
+    connect(reset, &QPushButton::clicked, this, &ControlHelperRollup::ResetGizmo);
 }
 
 void ControlHelperRollup::AddRow(QLayout* layout, int paramId, const QString& label, QWidget* control) {
@@ -121,6 +132,11 @@ void ControlHelperRollup::AddRow(QLayout* layout, int paramId, const QString& la
     h->addWidget(control, 1);
     layout->addWidget(row);
     rows_[paramId] = row;
+}
+
+void ControlHelperRollup::ResetGizmo() {
+    if (auto* h = dynamic_cast<ControlHelper*>(owner_)) h->ResetGizmo();
+    if (auto* s = dynamic_cast<ControlShape*>(owner_)) s->ResetGizmo();
 }
 
 QWidget* ControlHelperRollup::Row(int paramId) const {

@@ -1,5 +1,7 @@
 // The rollouts of ControlHelper: "Parameters" (map 0: the figure, its size group and the
 // display switches) and "Selector" (map 1: the faces of another mesh that pick the control).
+// ControlShape shows the Parameters rollout with its Scale row and without the display
+// switches.
 // Widgets bind to the block by script name; the Parameters rollout shows only the rows the
 // current type uses (GizmoParamRows), size or length/width/height by `uniform`.
 #pragma once
@@ -18,7 +20,8 @@ class ControlHelper;
 class ControlHelperRollup : public MaxSDK::QMaxParamBlockWidget {
     Q_OBJECT
 public:
-    explicit ControlHelperRollup(ControlHelper* helper, QWidget* parent = nullptr);
+    // owner is a ControlHelper or a ControlShape (which adds the Scale row).
+    explicit ControlHelperRollup(ReferenceMaker* owner, QWidget* parent = nullptr);
     void SetParamBlock(ReferenceMaker* owner, IParamBlock2* paramBlock) override;
     void UpdateUI(const TimeValue t) override;
     // The row (label and control) of a parameter, or null.
@@ -30,7 +33,8 @@ public slots:
 
 private:
     void AddRow(QLayout* layout, int paramId, const QString& label, QWidget* control);
-    ControlHelper* helper_;
+    void ResetGizmo();
+    ReferenceMaker* owner_;
     std::map<int, QWidget*> rows_;
 };
 

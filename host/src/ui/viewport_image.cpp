@@ -90,10 +90,20 @@ QImage PaintDrawList(const DrawList& list) {
     order.reserve(list.prims.size());
     for (uint32_t i = 0; i < list.prims.size(); ++i)
         if (!list.prims[i].onTop) order.push_back(i);
-    auto key = [&](uint32_t i) {
+    // Faces sort by their farthest corner, so a ground plane goes down before what stands on
+    // it; lines by their mean, just ahead, so edges stay on their faces.
+    std::vector<float> keys(list.prims.size());
+    for (uint32_t i : order) {
         const DrawPrimitive& d = list.prims[i];
-        return d.kind == DrawPrimitive::Polygon ? d.depth : d.depth * 0.995f;
-    };
+        if (d.kind == DrawPrimitive::Polygon) {
+            float far = 0;
+            for (uint32_t k = 0; k < d.count; ++k) far = std::max(far, list.vertices[d.first + k].depth);
+            keys[i] = far;
+        } else {
+            keys[i] = d.depth * 0.995f;
+        }
+    }
+    auto key = [&](uint32_t i) { return keys[i]; };
     std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) { return key(a) > key(b); });
     for (uint32_t i : order) Paint(p, list, list.prims[i]);
     for (const DrawPrimitive& prim : list.prims)

@@ -69,6 +69,33 @@ TEST_F(ViewportTest, DepthOrderAndDrawOnTopShowInThePixels) {
     EXPECT_GT(qGreen(img.pixel(100, 100)), 200) << "the line is hidden behind the face";
 }
 
+TEST_F(ViewportTest, AGroundPlaneStaysUnderWhatStandsOnItsFarSide) {
+    ViewExp vpt;
+    vpt.host_SetSize(200, 150);
+    // From the front, above, looking down at the ground.
+    const Point3 eye(0, -100, 60);
+    const Point3 f = Normalize(Point3(0, 100, -60));
+    const Point3 r(1, 0, 0);
+    const Point3 u = r ^ f;
+    vpt.host_SetPerspective(Inverse(Matrix3(r, u, -f, eye)), 1.0f);
+    vpt.host_BeginFrame();
+    GraphicsWindow* gw = vpt.getGW();
+    gw->setRndLimits(GW_Z_BUFFER | GW_ILLUM | GW_BACKCULL);
+    // A post at the far side first, then the ground, as a scene's node order may have it.
+    Point3 post[4] = {Point3(-5, 140, 0), Point3(5, 140, 0), Point3(5, 140, 12), Point3(-5, 140, 12)};
+    gw->setColor(FILL_COLOR, Point3(1, 0, 0));
+    gw->polygon(4, post, nullptr, nullptr);
+    Point3 ground[4] = {Point3(-60, -40, 0), Point3(60, -40, 0), Point3(60, 150, 0), Point3(-60, 150, 0)};
+    gw->setColor(FILL_COLOR, Point3(0, 0, 1));
+    gw->polygon(4, ground, nullptr, nullptr);
+    ASSERT_EQ(gw->host_DrawList().prims.size(), 2u) << "a face was culled";
+    QImage img = host::PaintDrawList(gw->host_DrawList());
+    Point3 onPost = vpt.MapWorldToScreen(Point3(0, 140, 6));
+    Point3 onGround = vpt.MapWorldToScreen(Point3(0, 0, 0));
+    EXPECT_EQ(img.pixel(int(onPost.x), int(onPost.y)), Rgb(255, 0, 0));
+    EXPECT_EQ(img.pixel(int(onGround.x), int(onGround.y)), Rgb(0, 0, 255));
+}
+
 #ifdef KT_CLI_PATH
 namespace {
 

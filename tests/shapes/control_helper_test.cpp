@@ -316,6 +316,15 @@ TEST_F(ControlHelperTest, SavedSceneBringsBackParametersGizmoAndFaceSelection) {
     sel.Set(1);
     h->SetFaceSelection(sel);
 
+    // A clone has its own block with the same values, and the same faces.
+    auto* copy = static_cast<ControlHelper*>(CloneRefHierarchy(h));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_NE(copy->pblock, h->pblock);
+    EXPECT_EQ(copy->GetType(), kGizmoStar);
+    EXPECT_EQ(copy->FaceSelection(), sel);
+    EXPECT_EQ(copy->GetSelectorNode(), skin);
+    GetCOREInterface()->CreateObjectNode(copy, L"Copy");
+
     std::vector<uint8_t> bytes;
     std::wstring error;
     ASSERT_TRUE(host::SaveSceneToMemory(bytes, &error));

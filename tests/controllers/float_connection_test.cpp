@@ -181,6 +181,18 @@ TEST_F(ConnectionTest, CyclesAreRefusedWithTheirMessageOnEachPath) {
     FloatConnection* ab = Connect(b, 0, a, 0);  // B.x reads A.x
     FloatConnection* bd = Connect(d, 0, b, 1);  // D.x reads B.y
 
+    // Two connections on one another: the second assignment is the cycle.
+    INode* p = XYZNode(L"P");
+    INode* q = XYZNode(L"Q");
+    auto* onP = new FloatConnection();
+    XYZOf(p)->AssignController(onP, 0);
+    EXPECT_EQ(onP->AssignTarget(ab, 0, false), 0);  // its block is no float track
+    ASSERT_EQ(onP->AssignTarget(XYZOf(q), 0, false), 1);
+    auto* onQ = new FloatConnection();
+    XYZOf(q)->AssignController(onQ, 1);
+    EXPECT_EQ(onQ->AssignTarget(XYZOf(p), 1, false), -1);
+    EXPECT_EQ(onQ->targetOwner, nullptr);
+
     // A.y reading D: D depends on B, B on A.
     auto* back = new FloatConnection();
     XYZOf(a)->AssignController(back, 1);

@@ -244,4 +244,24 @@ TEST_F(ConnectionTest, OperatorsSaveAndLoadEvaluatingAlike) {
     copy->MaybeAutoDelete();
 }
 
+TEST_F(ConnectionTest, ScriptsCreateWireAndQueryEveryOperator) {
+    XYZNode(L"N");
+    INode* o = XYZNode(L"O");
+    Write(Sub(o, 2), 2.0f);
+    FPValue r;
+    ASSERT_TRUE(ExecuteMAXScriptScript(L"w = FloatWave(); w.amplitude = 3; w.type = 1; w.phase = 25\n"
+                                       L"$N[3][1][1].controller = w\n"
+                                       L"e = FloatExposeTM(); e.expose_node = $O; e.axis = 2; e.weight = 50\n"
+                                       L"$N[3][1][2].controller = e\n"
+                                       L"s = StepFloat(); $N[3][1][3].controller = s\n"
+                                       L"animate on (at time 10 s.value = 4; at time 20 s.value = 8)\n"
+                                       L"f = FloatOperation(); f.a = 2; f.b = 10; f.interface.operation = #Power\n"
+                                       L"(($N[3][1][1].value) as string) + \"|\" + (($N[3][1][2].value) as string) + "
+                                       L"\"|\" + ((at time 15 s.value) as string) + \"|\" + (f.value as string) + "
+                                       L"\"|\" + ((classOf e) as string)",
+                                       TRUE, &r));
+    ASSERT_EQ(r.type, TYPE_STRING);
+    EXPECT_EQ(std::wstring(r.s), L"-1.5|1.0|4.0|1024.0|FloatExposeTM");
+}
+
 }  // namespace

@@ -10,7 +10,8 @@ namespace host {
 
 // Paints list into a new image of the list's size (ARGB32 premultiplied): the background, the
 // depth-tested primitives from far to near (lines just ahead of faces at the same depth), then
-// the primitives drawn with the depth test off, in the order they were drawn.
+// the primitives drawn with the depth test off, in the order they were drawn. A list with text
+// makes the application object (ui::EnsureApplication) for its fonts.
 QImage PaintDrawList(const DrawList& list);
 
 // Draws the scene at t into vpt (DrawScene) and paints it.

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include "maxapi.h"
+#include "ui/ui_application.h"
 
 #include <algorithm>
 #include <numeric>
@@ -79,6 +80,8 @@ void Paint(QPainter& p, const DrawList& list, const DrawPrimitive& prim) {
 }  // namespace
 
 QImage PaintDrawList(const DrawList& list) {
+    // Text needs the fonts of an application object; lines and faces do not.
+    if (!list.texts.empty()) ui::EnsureApplication();
     QImage image(std::max(list.width, 1), std::max(list.height, 1), QImage::Format_ARGB32_Premultiplied);
     image.fill(ToQColor(list.background));
     QPainter p(&image);

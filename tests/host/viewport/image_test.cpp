@@ -20,6 +20,10 @@ namespace {
 
 QRgb Rgb(int r, int g, int b) { return qRgb(r, g, b); }
 
+bool Near(QRgb c, int r, int g, int b, int tol) {
+    return std::abs(qRed(c) - r) <= tol && std::abs(qGreen(c) - g) <= tol && std::abs(qBlue(c) - b) <= tol;
+}
+
 void Quad(GraphicsWindow* gw, float y, float half, const Point3& color) {
     // Facing the front view's eye, at depth y.
     Point3 q[4] = {Point3(-half, y, -half), Point3(half, y, -half), Point3(half, y, half), Point3(-half, y, half)};
@@ -67,6 +71,47 @@ TEST_F(ViewportTest, DepthOrderAndDrawOnTopShowInThePixels) {
     img = host::PaintDrawList(gw->host_DrawList());
     EXPECT_EQ(qRed(img.pixel(100, 100)), 255);
     EXPECT_GT(qGreen(img.pixel(100, 100)), 200) << "the line is hidden behind the face";
+}
+
+TEST_F(ViewportTest, TextAndMarkersDrawWhereTheirPointProjects) {
+    ViewExp vpt;
+    FrontPixelView(vpt, 200, 100);  // pixel (100 + x, 50 - z)
+    vpt.host_BeginFrame();
+    GraphicsWindow* gw = vpt.getGW();
+    gw->setColor(TEXT_COLOR, Point3(1, 1, 0));
+    Point3 at(-60, 0, 0);
+    gw->text(&at, L"HAND");
+    gw->setColor(LINE_COLOR, Point3(0, 1, 1));
+    Point3 m(60, 0, 0);
+    gw->marker(&m, BIG_BOX_MRKR);
+    QImage img = host::PaintDrawList(gw->host_DrawList());
+    auto count = [&](QRect r, int red, int green, int blue) {
+        int n = 0;
+        for (int y = r.top(); y <= r.bottom(); ++y)
+            for (int x = r.left(); x <= r.right(); ++x) n += Near(img.pixel(x, y), red, green, blue, 60) ? 1 : 0;
+        return n;
+    };
+    // Text grows right and up from its point.
+    EXPECT_GT(count(QRect(40, 35, 40, 15), 255, 255, 0), 10);
+    EXPECT_EQ(count(QRect(0, 0, 38, 100), 255, 255, 0), 0);
+    EXPECT_EQ(count(QRect(40, 53, 60, 47), 255, 255, 0), 0);
+    // The marker is a filled box around its point.
+    EXPECT_TRUE(Near(img.pixel(160, 50), 0, 255, 255, 10));
+    EXPECT_EQ(count(QRect(0, 0, 150, 100), 0, 255, 255), 0);
+    // Markers are hit within tolerance; text never is.
+    auto drawBoth = [&](GraphicsWindow* w) {
+        w->text(&at, L"HAND");
+        w->marker(&m, BIG_BOX_MRKR);
+    };
+    HitRegion hr;
+    for (IPoint2 click : {IPoint2(45, 45), IPoint2(163, 50)}) {
+        MakeHitRegion(hr, HITTYPE_POINT, 0, 4, &click);
+        gw->setHitRegion(&hr);
+        gw->setRndLimits(GW_PICK | GW_Z_BUFFER);
+        gw->clearHitCode();
+        drawBoth(gw);
+        EXPECT_EQ(gw->checkHitCode() != FALSE, click.x == 163) << click.x;
+    }
 }
 
 TEST_F(ViewportTest, AGroundPlaneStaysUnderWhatStandsOnItsFarSide) {

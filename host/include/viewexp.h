@@ -103,6 +103,7 @@ public:
     void host_BeginFrame();
 
 private:
+    // After any change of the view: the projection scale and the window's transform.
     void updateScale();
 
     Matrix3 affine_;

@@ -36,6 +36,8 @@ float ViewExp::host_PixelsPerUnit(float depth) const {
 
 void ViewExp::updateScale() {
     unitScale_ = persp_ ? float(width_) / (2.0f * std::tan(fov_ * 0.5f)) : float(width_) / std::max(orthoWidth_, 1e-4f);
+    // The window keeps object-to-view for its current transform; it must follow the view.
+    gw_.setTransform(gw_.getTransform());
 }
 
 Point3 ViewExp::MapScreenToView(const IPoint2& sp, float depth) const {
@@ -125,6 +127,7 @@ void ViewExp::host_ZoomExtents(const Box3& worldBox) {
         camToWorld.SetTrans(c + back * dist);
         affine_ = Inverse(camToWorld);
         nearPlane_ = std::max(dist * 1e-3f, 1e-3f);
+        updateScale();
     } else {
         // Fit the box's projected extent, not its sphere, so flat scenes fill the view.
         camToWorld.SetTrans(c + back * (kStandardDistance + r));

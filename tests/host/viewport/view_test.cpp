@@ -49,6 +49,22 @@ TEST_F(ViewportTest, ProjectionRoundTripsInEveryStandardView) {
     // The front view looks along +Y: farther along +Y is deeper.
     vpt.host_SetViewType(VIEW_FRONT);
     EXPECT_GT(vpt.MapWorldToScreen(Point3(0, 10, 0)).z, vpt.MapWorldToScreen(Point3()).z);
+
+    // The window follows a view that changes after an object set its transform.
+    for (ViewType type : {VIEW_FRONT, VIEW_PERSP_USER}) {
+        vpt.host_SetViewType(type);
+        vpt.host_BeginFrame();
+        Matrix3 objTM;
+        objTM.SetTrans(Point3(5, 0, 5));
+        vpt.getGW()->setTransform(objTM);
+        vpt.host_ZoomExtents(Box3(Point3(-500, -500, -500), Point3(500, 500, 500)));
+        Point3 seg[2] = {Point3(0, 0, 0), Point3(1, 0, 0)};
+        vpt.getGW()->polyline(2, seg, nullptr, FALSE, nullptr);
+        Point3 s = vpt.MapWorldToScreen(Point3(5, 0, 5));
+        ASSERT_FALSE(vpt.getGW()->host_DrawList().vertices.empty());
+        EXPECT_NEAR(vpt.getGW()->host_DrawList().vertices[0].x, s.x, 1e-2f) << type;
+        EXPECT_NEAR(vpt.getGW()->host_DrawList().vertices[0].y, s.y, 1e-2f) << type;
+    }
 }
 
 TEST_F(ViewportTest, ScreenScaleIsNeverZeroAndGrowsWithDistanceInPerspective) {

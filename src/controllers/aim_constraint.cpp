@@ -97,4 +97,12 @@ IOResult AimConstraint::LoadState(ILoad* iload, USHORT id) {
     return id == kParentChunk ? ReadChunk(iload, parentTM) : IO_OK;
 }
 
+int AimConstraint::Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) {
+    (void)flags;
+    if (!pblock || !inode) return 0;
+    return DrawViewline(vpt, inode->GetNodeTM(t), pblock->GetInt(ac_aim_axis, t), pblock->GetInt(ac_aim_axis_flip, t) != 0,
+                        pblock->GetFloat(ac_viewline_length, t), pblock->GetInt(ac_viewline_length_abs, t) != 0,
+                        pblock->GetInt(ac_use_target, t) ? pblock->GetINode(ac_target, t) : nullptr, t);
+}
+
 }  // namespace kt

@@ -29,6 +29,8 @@ public:
     MSTR ClassName(bool localized = true) const override;
     ReferenceTarget* Clone(RemapDir& remap) override;
 
+    // Draws the viewline (see DrawViewline).
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override;
     // The constraint decides the rotation: sets are ignored.
     void SetValue(TimeValue, void*, int = 1, GetSetMethod = CTRL_ABSOLUTE) override {}

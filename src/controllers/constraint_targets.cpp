@@ -1,6 +1,8 @@
 #include "controllers/constraint_targets.h"
 
+#include "gfx.h"
 #include "inode.h"
+#include "viewexp.h"
 
 namespace kt {
 
@@ -67,6 +69,25 @@ Matrix3 ApplyPacket(const SetXFormPacket& pk, const Matrix3& world) {
             break;
     }
     return m;
+}
+
+int DrawViewline(ViewExp* vpt, const Matrix3& nodeTM, int aimAxis, bool flip, float length, bool absolute,
+                 INode* target, TimeValue t) {
+    if (!vpt) return 0;
+    Point3 dir = nodeTM.GetRow(aimAxis >= 0 && aimAxis <= 2 ? aimAxis : 0);
+    if (dir.Length() == 0.0f) return 0;
+    dir = Normalize(dir) * (flip ? -1.0f : 1.0f);
+    float len = length;
+    if (!absolute) {
+        if (!target) return 0;
+        len = (target->GetNodeTM(t).GetTrans() - nodeTM.GetTrans()).Length() * length / 100.0f;
+    }
+    GraphicsWindow* gw = vpt->getGW();
+    gw->setTransform(Matrix3());
+    gw->setColor(LINE_COLOR, 1.0f, 1.0f, 0.0f);
+    Point3 line[2] = {nodeTM.GetTrans(), nodeTM.GetTrans() + dir * len};
+    gw->polyline(2, line, nullptr, FALSE, nullptr);
+    return 1;
 }
 
 INode* OwnerNodeOf(ReferenceTarget* ctrl) {

@@ -11,6 +11,7 @@
 #include "iparamb2.h"
 
 class INode;
+class ViewExp;
 
 namespace kt {
 
@@ -55,6 +56,12 @@ ConstraintCycleValidator& CycleValidator();
 // The world matrix `world` after the host's packet: move by tmAxis-turned p, rotate or scale
 // in tmAxis space (about the node's own pivot with localOrigin), or set to tmAxis.
 Matrix3 ApplyPacket(const SetXFormPacket& pk, const Matrix3& world);
+
+// The viewline of the aim constraints: from the node's pivot along its aim axis (flipped with
+// flip), `length` world units long, or with `absolute` off that percentage of the distance to
+// `target` (nothing without one). Answers 1 when something was drawn.
+int DrawViewline(ViewExp* vpt, const Matrix3& nodeTM, int aimAxis, bool flip, float length, bool absolute,
+                 INode* target, TimeValue t);
 
 // A controller's owning node: the dependent node whose TM controller it is; null if none.
 INode* OwnerNodeOf(ReferenceTarget* ctrl);

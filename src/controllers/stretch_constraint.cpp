@@ -177,4 +177,12 @@ IOResult StretchConstraint::LoadState(ILoad* iload, USHORT id) {
     return IO_OK;
 }
 
+int StretchConstraint::Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) {
+    (void)flags;
+    if (!pblock || !inode) return 0;
+    return DrawViewline(vpt, inode->GetNodeTM(t), pblock->GetInt(sc_aim_axis, t), pblock->GetInt(sc_aim_axis_flip, t) != 0,
+                        pblock->GetFloat(sc_viewline_length, t), pblock->GetInt(sc_viewline_length_abs, t) != 0,
+                        pblock->GetInt(sc_use_end, t) ? pblock->GetINode(sc_end, t) : nullptr, t);
+}
+
 }  // namespace kt

@@ -46,6 +46,8 @@ public:
     BaseInterface* GetInterface(Interface_ID id) override;
     using Control::GetInterface;
 
+    // Draws the viewline (see DrawViewline).
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_RELATIVE) override;
     void SetValue(TimeValue, void*, int = 1, GetSetMethod = CTRL_RELATIVE) override {}
     void ResetLength() override;

@@ -9,6 +9,8 @@
 #include "controllers/rotation_space.h"
 #include "controllers/stretch_constraint.h"
 #include "euler.h"
+#include "gfx.h"
+#include "viewexp.h"
 #include "math_matchers.h"
 #include "scenefile.h"
 #include "script/interpreter.h"
@@ -147,6 +149,34 @@ TEST_F(SingleTargetTest, StretchSpansStartToEndAndResetsItsLength) {
     for (int r = 0; r < 4; ++r)
         for (int c = 0; c < 3; ++c) EXPECT_TRUE(std::isfinite(w[r][c]));
     EXPECT_NEAR(sc->dist, 0.001f, 1e-7f);
+
+    {
+        SCOPED_TRACE("the viewline: world units, or a percentage of the distance to end");
+        b->SetNodeTM(0, TransMatrix(Point3(1, 41, 0)));
+        ViewExp& vpt = GetCOREInterface()->GetActiveViewExp();
+        host::DrawList& list = vpt.getGW()->host_DrawList();
+        auto line = [&] {
+            list.Clear();
+            EXPECT_EQ(sc->Display(0, n, &vpt, 0), 1);
+            EXPECT_EQ(list.prims.size(), 1u);
+            return list.vertices;
+        };
+        sc->pblock->SetValue(StretchConstraint::sc_viewline_length, 0, 20.0f);
+        const auto worldUnits = line();
+        sc->pblock->SetValue(StretchConstraint::sc_viewline_length_abs, 0, 0);
+        sc->pblock->SetValue(StretchConstraint::sc_viewline_length, 0, 50.0f);  // half of 40
+        const auto percent = line();
+        ASSERT_EQ(worldUnits.size(), 2u);
+        ASSERT_EQ(percent.size(), 2u);
+        EXPECT_NEAR(worldUnits[1].x, percent[1].x, 1e-2f);
+        EXPECT_NEAR(worldUnits[1].y, percent[1].y, 1e-2f);
+        EXPECT_GT(std::fabs(worldUnits[1].x - worldUnits[0].x) + std::fabs(worldUnits[1].y - worldUnits[0].y), 1.0f);
+        sc->pblock->SetValue(StretchConstraint::sc_use_end, 0, 0);
+        list.Clear();
+        EXPECT_EQ(sc->Display(0, n, &vpt, 0), 0) << "a percentage of nothing";
+        sc->pblock->SetValue(StretchConstraint::sc_use_end, 0, 1);
+        sc->pblock->SetValue(StretchConstraint::sc_viewline_length_abs, 0, 1);
+    }
 
     // Inherited scale comes from start when align is the parent; a missing start gives 1.
     sc->pblock->SetValue(StretchConstraint::sc_align, 0, 1);

@@ -250,10 +250,12 @@ RefResult IKFKChain::NotifyRefChanged(const Interval& changeInt, RefTargetHandle
     (void)changeInt;
     (void)partID;
     (void)propagate;
+    if (hTarget == pblock && pblock && message != REFMSG_CHANGE) weakDirty_ = true;
     if (hTarget == pblock && message == REFMSG_CHANGE && pblock) {
         ParamID id = pblock->LastNotifyParamID();
         if (id < 0 || ChangesShape(id)) cacheDirty = 1;
-        if (id <= pb_rotation_space_node && id >= 0) weakDirty_ = true;
+        // an unknown id may be any parameter, an undo among them
+        if (id <= pb_rotation_space_node) weakDirty_ = true;
         if (id == pb_ikfk_blend || id == pb_auto_ikfk_match || id == pb_affect_helpers_display) NotifyChainNodes();
     }
     return REF_SUCCEED;
@@ -271,14 +273,30 @@ ReferenceTarget* IKFKChain::Clone(RemapDir& remap) {
 
 // ---- Nodes.
 
-int IKFKChain::NumJoints() { return pblock ? pblock->Count(pb_joints) : 0; }
-INode* IKFKChain::GetJoint(int i) {
-    return pblock && i >= 0 && i < NumJoints() ? pblock->GetINode(pb_joints, 0, i) : nullptr;
+int IKFKChain::NumJoints() {
+    SyncWeakRefs();
+    return pblock ? static_cast<int>(jointNodes_.size()) : 0;
 }
-INode* IKFKChain::GetGoal() { return pblock ? pblock->GetINode(pb_goal) : nullptr; }
-INode* IKFKChain::GetGoalParent() { return pblock ? pblock->GetINode(pb_goal_parent) : nullptr; }
-INode* IKFKChain::GetTarget() { return pblock ? pblock->GetINode(pb_target) : nullptr; }
-INode* IKFKChain::GetRotationSpaceNode() { return pblock ? pblock->GetINode(pb_rotation_space_node) : nullptr; }
+INode* IKFKChain::GetJoint(int i) {
+    SyncWeakRefs();
+    return pblock && i >= 0 && i < static_cast<int>(jointNodes_.size()) ? jointNodes_[size_t(i)] : nullptr;
+}
+INode* IKFKChain::GetGoal() {
+    SyncWeakRefs();
+    return pblock ? goalNode_ : nullptr;
+}
+INode* IKFKChain::GetGoalParent() {
+    SyncWeakRefs();
+    return pblock ? goalParentNode_ : nullptr;
+}
+INode* IKFKChain::GetTarget() {
+    SyncWeakRefs();
+    return pblock ? targetNode_ : nullptr;
+}
+INode* IKFKChain::GetRotationSpaceNode() {
+    SyncWeakRefs();
+    return pblock ? rotSpaceNode_ : nullptr;
+}
 
 IKFKControl* IKFKChain::ControlOf(INode* node) {
     Control* c = node ? node->GetTMController() : nullptr;
@@ -318,9 +336,14 @@ bool IKFKChain::HasRotSpace(TimeValue t) {
 void IKFKChain::SyncWeakRefs() {
     if (!weakDirty_ || !pblock) return;
     weakDirty_ = false;
-    const ParamID fixed[] = {pb_goal, pb_goal_parent, pb_target, pb_rotation_space_node};
+    goalNode_ = pblock->GetINode(pb_goal);
+    goalParentNode_ = pblock->GetINode(pb_goal_parent);
+    targetNode_ = pblock->GetINode(pb_target);
+    rotSpaceNode_ = pblock->GetINode(pb_rotation_space_node);
+    jointNodes_.resize(size_t(pblock->Count(pb_joints)));
+    for (size_t i = 0; i < jointNodes_.size(); ++i) jointNodes_[i] = pblock->GetINode(pb_joints, 0, int(i));
     int slot = 0;
-    for (ParamID id : fixed) SetWeakRef(slot++, pblock->GetINode(id));
+    for (INode* n : {goalNode_, goalParentNode_, targetNode_, rotSpaceNode_}) SetWeakRef(slot++, n);
     for (ParamID id : {pb_joints, pb_goal_inbetween})
         for (int i = 0, n = pblock->Count(id); i < n; ++i) SetWeakRef(slot++, pblock->GetINode(id, 0, i));
     SetNumWeakRefs(slot);

@@ -8,6 +8,8 @@
 // reads null and keeps nothing alive. Units: radians, fractions for percent parameters.
 #pragma once
 
+#include <vector>
+
 #include "control.h"
 #include "ifnpub.h"
 #include "iparamb2.h"
@@ -205,6 +207,13 @@ private:
     TimeValue solveTime_ = 0;
     bool weakDirty_ = true;
     bool inNodeSet_ = false;
+    // The block's nodes as of the last SyncWeakRefs: a solve reads them many times, and
+    // a block lookup per read costs more than the solve's arithmetic.
+    INode* goalNode_ = nullptr;
+    INode* goalParentNode_ = nullptr;
+    INode* targetNode_ = nullptr;
+    INode* rotSpaceNode_ = nullptr;
+    std::vector<INode*> jointNodes_;
 };
 
 // The program-wide switch RigControl tests: off while the solvers write FK controllers

@@ -427,28 +427,7 @@ void ParentConstraint::SetValue(TimeValue t, void* val, int commit, GetSetMethod
         }
     }
     if (lastSetTime == t && live && !pk.tmParent.Equals(lastSetTM, 1e-6f)) {
-        Matrix3 m = pk.tmParent;
-        switch (pk.command) {
-            case XFORM_MOVE:
-                m.Translate(VectorTransform(pk.tmAxis, pk.p));
-                break;
-            case XFORM_ROTATE: {
-                Matrix3 r;
-                pk.q.MakeMatrix(r);
-                const Point3 trans = m.GetTrans();
-                m = m * (Inverse(pk.tmAxis) * r * pk.tmAxis);
-                if (pk.localOrigin) m.SetTrans(trans);
-                break;
-            }
-            case XFORM_SCALE: {
-                const Point3 trans = m.GetTrans();
-                m = m * (Inverse(pk.tmAxis) * ScaleMatrix(pk.p) * pk.tmAxis);
-                if (pk.localOrigin) m.SetTrans(trans);
-                break;
-            }
-            default:
-                break;
-        }
+        const Matrix3 m = pk.command == XFORM_SET ? pk.tmParent : ApplyPacket(pk, pk.tmParent);
         INode* node = OwnerNode();
         if (RowsEqual(m, lastSetTM) && !(node && node->Selected())) {
             // Only the parent moved: nothing of this node's own to change.

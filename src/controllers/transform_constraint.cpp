@@ -369,9 +369,9 @@ BaseInterface* TransformConstraint::GetInterface(Interface_ID id) {
     return Control::GetInterface(id);
 }
 
-Matrix3 TransformConstraint::Evaluate(TimeValue t, Interval& valid, bool& found) {
+Matrix3 TransformConstraint::Evaluate(TimeValue t, Interval& valid, bool& found, bool withOffset) {
     const int count = ListCount();
-    const bool relative = pblock->GetInt(p_relative, t) != 0;
+    const bool relative = withOffset && pblock->GetInt(p_relative, t) != 0;
     found = false;
     if (count == 1 && !relative) {
         Matrix3 tm;
@@ -445,21 +445,8 @@ void TransformConstraint::SetValue(TimeValue t, void* val, int commit, GetSetMet
     const Matrix3 target = local ? wanted * Inverse(pk.tmParent) : wanted;
     HoldStored();
     bool found = false;
-    const int saveCount = lastCount;
-    const Matrix3 blend = [&] {
-        // The blend itself, without the stored offset.
-        Interval biv = FOREVER;
-        const BOOL rel = pblock->GetInt(p_relative, t);
-        pblock->EnableNotifications(FALSE);
-        theHold.Suspend();
-        pblock->SetValue(p_relative, t, FALSE);
-        Matrix3 b = Evaluate(t, biv, found);
-        pblock->SetValue(p_relative, t, rel);
-        theHold.Resume();
-        pblock->EnableNotifications(TRUE);
-        return b;
-    }();
-    lastCount = saveCount;
+    Interval biv = FOREVER;
+    const Matrix3 blend = Evaluate(t, biv, found, false);
     if (!found) {
         Stored() = target;
     } else {

@@ -142,8 +142,9 @@ public:
     int lastCount = 0;
 
 private:
-    // The value in the space local_world names (world, or the node's parent space).
-    Matrix3 Evaluate(TimeValue t, Interval& valid, bool& found);
+    // The value in the space local_world names (world, or the node's parent space); without
+    // withOffset the bare blend, whatever `relative` says.
+    Matrix3 Evaluate(TimeValue t, Interval& valid, bool& found, bool withOffset = true);
     Matrix3& Stored() { return pblock && pblock->GetInt(p_local_world, 0) == 1 ? storedLocal : storedWorld; }
     void HoldStored();
 };

@@ -302,3 +302,72 @@ TEST_F(ParentConstraintTest, ScriptsCreateWireAndQueryTheConstraint) {
     EXPECT_FLOAT_EQ(pc->getWeight(0), 75.0f);
     EXPECT_EQ(run("c.relative").value.Print(), "false");
 }
+
+TEST_F(ParentConstraintTest, ParentMovesAndAncestorScalesLeaveTheNodeAndSnapshotsUndo) {
+    INode* p = MakeNode(L"P", nullptr, TransMatrix(Point3(0, 0, 10)));
+    INode* a = MakeNode(L"A", nullptr, TransMatrix(Point3(4, 0, 0)));
+    INode* n = MakeNode(L"N", p, Matrix3());
+    ParentConstraint* pc = Constrain(n);
+    pc->appendTarget(a, 50.0f);
+    const Matrix3 start = n->GetNodeTM(0);
+    const Matrix3 parentTM = p->GetNodeTM(0);
+    EXPECT_THAT(pc->lastSetTM, NearMatrix3(parentTM, 0.0f));
+
+    {
+        SCOPED_TRACE("a scale meant for a selected ancestor does not reach the inner controller");
+        GetCOREInterface()->SelectNode(p);
+        GetCOREInterface()->SetRefCoordSys(COORDS_LOCAL);
+        theHold.Begin();
+        SetXFormPacket scale(Point3(2, 2, 2), TRUE, parentTM, Matrix3());
+        pc->SetValue(0, &scale);
+        theHold.Accept(L"Scale");
+        EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(start, 1e-6f));
+        // In the first coordinate mode the node is scaled itself.
+        GetCOREInterface()->SetRefCoordSys(COORDS_HYBRID);
+        theHold.Begin();
+        pc->SetValue(0, &scale);
+        theHold.Accept(L"Scale");
+        EXPECT_NEAR(n->GetNodeTM(0)[0].Length(), 2.0f, 1e-5f);
+        ASSERT_TRUE(theHold.Undo());
+        EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(start, 1e-6f));
+        GetCOREInterface()->SetRefCoordSys(COORDS_WORLD);
+        GetCOREInterface()->ClearNodeSelection();
+    }
+    {
+        SCOPED_TRACE("a packet that only restates the parent's own move leaves the node");
+        n->GetNodeTM(0);
+        theHold.Begin();
+        SetXFormPacket move(Point3(0, 0, 3), parentTM * TransMatrix(Point3(0, 0, -3)), Matrix3());
+        pc->SetValue(0, &move);
+        theHold.Accept(L"Move");
+        EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(start, 1e-6f));
+        // Selected, the same packet is the animator's move.
+        GetCOREInterface()->SelectNode(n);
+        n->GetNodeTM(0);
+        theHold.Begin();
+        SetXFormPacket again(Point3(0, 0, 3), parentTM * TransMatrix(Point3(0, 0, -3)), Matrix3());
+        pc->SetValue(0, &again);
+        theHold.Accept(L"Move");
+        EXPECT_THAT(n->GetNodeTM(0).GetTrans(), NearPoint3(start.GetTrans() + Point3(0, 0, 3), 1e-5f));
+        GetCOREInterface()->ClearNodeSelection();
+    }
+    {
+        SCOPED_TRACE("a moved target is snapshotted once per hold and undo brings the pair back");
+        n->GetNodeTM(0);
+        ASSERT_EQ(pc->snapshots.size(), 1u);
+        const Matrix3 before = pc->snapshots[0].tm;
+        theHold.Begin();
+        a->SetNodeTM(0, TransMatrix(Point3(5, 0, 0)));
+        n->GetNodeTM(0);
+        EXPECT_TRUE(pc->TestAFlag(A_HELD));
+        a->SetNodeTM(0, TransMatrix(Point3(6, 0, 0)));
+        n->GetNodeTM(0);
+        theHold.Accept(L"Move target");
+        EXPECT_FALSE(pc->TestAFlag(A_HELD));
+        EXPECT_THAT(pc->snapshots[0].tm, NearMatrix3(TransMatrix(Point3(6, 0, 0)), 0.0f));
+        EXPECT_THAT(pc->snapshots[0].lastTM, NearMatrix3(TransMatrix(Point3(5, 0, 0)), 0.0f));
+        ASSERT_TRUE(theHold.Undo());
+        EXPECT_THAT(pc->snapshots[0].tm, NearMatrix3(before, 0.0f));
+        EXPECT_THAT(n->GetNodeTM(0).GetTrans(), NearPoint3(start.GetTrans() + Point3(0, 0, 3), 1e-5f));
+    }
+}

@@ -137,8 +137,8 @@ namespace host {
 void DrawScene(ViewExp& vpt, TimeValue t);
 
 // Hit tests every visible, unfrozen node at t with the region of MakeHitRegion(type, crossing,
-// PickTolerance(), p) (HitTest on each node's evaluated
-// object) and answers the hit with the smallest pixel distance, nearer depth breaking ties;
+// PickTolerance(), p) (HitTest on each node's evaluated object, then on its transform
+// controller when the object is missed) and answers the hit with the smallest pixel distance, nearer depth breaking ties;
 // null when nothing is hit. filter may be null.
 INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p,
                      PickNodeCallback* filter = nullptr);

@@ -160,6 +160,17 @@ public:
     void MatchFK(bool toIK, int joint, bool skipLast);
     void MatchIK(bool toFK, bool withRotation, int skipJoint, bool matchGoal, bool matchTarget);
 
+    // ---- Viewport. The goal line runs from the first joint to the goal (from the goal parent
+    // to the goal for the goal parent's node), the target line from the second joint to the
+    // target. They are drawn for the nodes whose IKFKControl forwards here; the chain's own
+    // node draws nothing. display_goal / display_target: 0 never, 1 while the node or the
+    // chain's node is selected, 2 always.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override;
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
+    void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
+    // The world end points of the line inode shows at t; false when it shows none.
+    bool DisplayLine(TimeValue t, INode* inode, Point3& from, Point3& to);
+
     // ---- Cache.
     // Solves at t unless the cache holds t.
     void Evaluate(TimeValue t);

@@ -104,6 +104,24 @@ void DrawScene(ViewExp& vpt, TimeValue t) {
     ResetLimits(vpt);
 }
 
+// The object first; what the transform controller draws (IK goal lines and the like) picks
+// the node as well when the object is missed.
+static bool HitNode(ViewExp& vpt, INode* node, TimeValue t, int type, int crossing, IPoint2* p) {
+    GraphicsWindow* gw = vpt.getGW();
+    const ObjectState& os = node->EvalWorldState(t);
+    if (os.obj) {
+        ResetLimits(vpt);
+        gw->clearHitCode();
+        if (os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) return true;
+    }
+    if (Control* tmc = node->GetTMController()) {
+        ResetLimits(vpt);
+        gw->clearHitCode();
+        if (tmc->HitTest(t, node, type, crossing, 0, p, &vpt)) return true;
+    }
+    return false;
+}
+
 INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, PickNodeCallback* filter) {
     INode* root = GetCOREInterface()->GetRootNode();
     if (!root || !p) return nullptr;
@@ -114,11 +132,7 @@ INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2*
     ForEachNode(root, [&](INode* node) {
         if (node->IsHidden() || node->IsFrozen()) return;
         if (filter && !filter->Filter(node)) return;
-        const ObjectState& os = node->EvalWorldState(t);
-        if (!os.obj) return;
-        ResetLimits(vpt);
-        gw->clearHitCode();
-        if (!os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) return;
+        if (!HitNode(vpt, node, t, type, crossing, p)) return;
         DWORD d = gw->getHitDistance();
         float depth = gw->host_HitDepth();
         if (!best || d < bestDist || (d == bestDist && depth < bestDepth)) {
@@ -135,14 +149,9 @@ void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* 
     out.clear();
     INode* root = GetCOREInterface()->GetRootNode();
     if (!root || !p) return;
-    GraphicsWindow* gw = vpt.getGW();
     ForEachNode(root, [&](INode* node) {
         if (node->IsHidden() || node->IsFrozen()) return;
-        const ObjectState& os = node->EvalWorldState(t);
-        if (!os.obj) return;
-        ResetLimits(vpt);
-        gw->clearHitCode();
-        if (os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) out.push_back(node);
+        if (HitNode(vpt, node, t, type, crossing, p)) out.push_back(node);
     });
     ResetLimits(vpt);
 }

@@ -59,6 +59,17 @@ public:
         box += inode->GetNodeTM(t).GetTrans();
         box += goal;
     }
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int, IPoint2* p, ViewExp* vpt) override {
+        GraphicsWindow* gw = vpt->getGW();
+        HitRegion hr;
+        MakeHitRegion(hr, type, crossing, host::PickTolerance(), p);
+        gw->setHitRegion(&hr);
+        gw->setRndLimits(gw->getRndLimits() | GW_PICK);
+        gw->setTransform(Matrix3());
+        Point3 line[2] = {inode->GetNodeTM(t).GetTrans(), goal};
+        gw->polyline(2, line, nullptr, FALSE, nullptr);
+        return gw->checkHitCode();
+    }
 };
 
 }  // namespace
@@ -79,6 +90,16 @@ TEST_F(ViewportTest, TransformControllersDrawAndFrameWhatTheyOwn) {
     Box3 box = host::SceneWorldBox(vpt, 0);
     EXPECT_FLOAT_EQ(box.pmin.x, -40.0f);
     EXPECT_FLOAT_EQ(box.pmax.x, 60.0f);
+
+    // What the controller draws picks its node, though the node has no object.
+    Interface* ip = GetCOREInterface();
+    EXPECT_EQ(ip->PickNode(&vpt, IPoint2(150, 52)), n);
+    EXPECT_EQ(ip->PickNode(&vpt, IPoint2(150, 60)), nullptr);
+    std::vector<INode*> hit;
+    IPoint2 corners[2] = {IPoint2(50, 40), IPoint2(170, 60)};
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, corners, hit);
+    ASSERT_EQ(hit.size(), 1u);
+    EXPECT_EQ(hit[0], n);
 }
 
 TEST_F(ViewportTest, LinksJoinChildrenToParentsWhenShown) {

@@ -80,7 +80,8 @@ constexpr ParamID kTargets = 1;
 constexpr ParamID kRelative = 2;
 
 int Count(IParamBlock2* pb);
-// Whether `target` may be appended to owner's list: not null-checked for cycles when null.
+// Whether `target` may join owner's list: not a node that depends on owner, not one already
+// listed. A null target (an empty slot) is allowed.
 bool CanAppend(ReferenceTarget* owner, IParamBlock2* pb, INode* target);
 // Grows target_list and weight by one entry.
 void Append(IParamBlock2* pb, INode* target, float weight);

@@ -128,6 +128,7 @@ public:
 
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_RELATIVE) override;
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_RELATIVE) override;
+    // Nothing is kept per time: the stored matrices hold for every time.
     void TimeChanged(TimeValue t) override { (void)t; }
 
     int getNumTargets() override { return ListCount(); }

@@ -262,6 +262,12 @@ BOOL ParentConstraint::IsAnimated() {
     return (pblock && pblock->IsAnimated()) || (inner_ && inner_->IsAnimated()) ? TRUE : FALSE;
 }
 
+void ParentConstraint::Copy(Control* from) {
+    if (!from || from == this || from->SuperClassID() != CTRL_MATRIX3_CLASS_ID) return;
+    ReplaceReference(kOffsetRef, CloneControl(from));
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+}
+
 void ParentConstraint::TimeChanged(TimeValue t) {
     (void)t;
     // The snapshot pairs describe one time; a new time starts them afresh.

@@ -93,6 +93,9 @@ public:
     // val: a SetXFormPacket.
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_RELATIVE) override;
     BOOL IsAnimated() override;
+    // Takes over a transform controller's motion as the inner controller (a copy of it), so
+    // a node given this constraint in place of its controller stays where it was.
+    void Copy(Control* from) override;
     Control* GetPositionController() override { return inner_ ? inner_->GetPositionController() : nullptr; }
     Control* GetRotationController() override { return inner_ ? inner_->GetRotationController() : nullptr; }
     Control* GetScaleController() override { return inner_ ? inner_->GetScaleController() : nullptr; }

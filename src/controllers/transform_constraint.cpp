@@ -425,6 +425,17 @@ void TransformConstraint::GetValue(TimeValue t, void* val, Interval& valid, GetS
     m = local && method == CTRL_RELATIVE ? v * m : v;
 }
 
+void TransformConstraint::Copy(Control* from) {
+    if (!from || from == this || from->SuperClassID() != CTRL_MATRIX3_CLASS_ID) return;
+    HoldStored();
+    Matrix3 local;
+    Interval iv = FOREVER;
+    from->GetValue(GetCOREInterface()->GetTime(), &local, iv, CTRL_RELATIVE);
+    storedLocal = local;
+    needInit = true;
+    NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
+}
+
 void TransformConstraint::HoldStored() {
     if (!theHold.Holding() || TestAFlag(A_HELD)) return;
     SetAFlag(A_HELD);

@@ -128,6 +128,9 @@ public:
 
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_RELATIVE) override;
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod method = CTRL_RELATIVE) override;
+    // Takes over a transform controller's local value at the current time as storedLocal (and
+    // storedWorld at the next evaluation): the node stays in place until targets are added.
+    void Copy(Control* from) override;
     // Nothing is kept per time: the stored matrices hold for every time.
     void TimeChanged(TimeValue t) override { (void)t; }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "constraint_scene.h"
+#include "controllers/parent_constraint.h"
 #include "controllers/transform_constraint.h"
 #include "math_matchers.h"
 #include "scenefile.h"
@@ -199,4 +200,33 @@ TEST_F(TransformConstraintTest, ListEditsUndoAndBothClassesSaveCloneAndScript) {
     ASSERT_TRUE(host::LoadSceneFromMemory(bytes.data(), bytes.size(), &error));
     EXPECT_THAT(GetCOREInterface()->GetINodeByName(L"N")->GetNodeTM(0), NearMatrix3(nBefore, 1e-5f));
     EXPECT_THAT(GetCOREInterface()->GetINodeByName(L"S")->GetNodeTM(0), NearMatrix3(sBefore, 1e-5f));
+}
+
+TEST_F(TransformConstraintTest, ConstraintsTakingOverAControllerLeaveTheNodeInPlace) {
+    for (const auto& [name, parentTM] : kttest::ParentCases()) {
+        if (parentTM.Det() < 0.0f) continue;  // a PRS cannot hold the local of a mirrored parent's child
+        SCOPED_TRACE(name);
+        host::ResetScene();
+        INode* p = MakeNode(L"P", nullptr, parentTM);
+        INode* n = KeyedNode(L"N");
+        p->AttachChild(n, 0);
+        n->SetNodeTM(0, RotateXMatrix(0.4f) * TransMatrix(Point3(3, 1, 2)));
+        const Matrix3 before = n->GetNodeTM(0);
+        Control* old = n->GetTMController();
+        auto* tc = new TransformConstraint();
+        tc->Copy(old);
+        n->SetTMController(tc);
+        EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(before, 1e-4f)) << "TransformConstraint";
+
+        host::ResetScene();
+        p = MakeNode(L"P", nullptr, parentTM);
+        n = KeyedNode(L"N");
+        p->AttachChild(n, 0);
+        n->SetNodeTM(0, RotateXMatrix(0.4f) * TransMatrix(Point3(3, 1, 2)));
+        const Matrix3 again = n->GetNodeTM(0);
+        auto* pc = new ParentConstraint();
+        pc->Copy(n->GetTMController());
+        n->SetTMController(pc);
+        EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(again, 1e-4f)) << "ParentConstraint";
+    }
 }

@@ -23,6 +23,30 @@ public:
     virtual void ExitMode() {}
 };
 
+class IObjParam;
+class INode;
+class ViewExp;
+class PickNodeCallback;
+class IPoint2;
+
+// A mode in which a click in a viewport picks a node for whoever set it
+// (Interface::SetPickMode). The host calls HitTest with the cursor; on a click where HitTest
+// answered TRUE it calls Pick, which reads the node from vpt->GetClosestHit(). A Pick that
+// answers TRUE ends the mode.
+class PickModeCallback {
+public:
+    virtual ~PickModeCallback() = default;
+    virtual BOOL HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) = 0;
+    virtual BOOL Pick(IObjParam* ip, ViewExp* vpt) = 0;
+    // TRUE ends the mode.
+    virtual BOOL RightClick(IObjParam* ip, ViewExp* vpt) { (void)ip; (void)vpt; return TRUE; }
+    virtual void EnterMode(IObjParam* ip) { (void)ip; }
+    virtual void ExitMode(IObjParam* ip) { (void)ip; }
+    // What may be picked; null for any node.
+    virtual PickNodeCallback* GetFilter() { return nullptr; }
+    virtual BOOL AllowMultiSelect() { return FALSE; }
+};
+
 // The modes an object gives the standard tools at a sub-object level; null where the level
 // has no such tool.
 class XFormModes {

@@ -22,6 +22,7 @@ struct TrackViewPick;
 class ViewExp;
 class IPoint2;
 class PickNodeCallback;
+class PickModeCallback;
 
 // Called with the new time whenever the current time changes.
 class TimeChangeCallback {
@@ -158,7 +159,13 @@ public:
     virtual ViewExp& GetActiveViewExp();
     // The node under a screen point of vpt at the current time (closest hit within the pick
     // tolerance, see host::PickSceneNode); null when nothing is there. filter may be null.
+    // Also remembered as vpt's closest hit (ViewExp::GetClosestHit).
     virtual INode* PickNode(ViewExp* vpt, const IPoint2& pt, PickNodeCallback* filter = nullptr);
+    // The pick mode (cmdmode.h): entering one exits the mode before it; setting the active
+    // mode again leaves it active. Not owned.
+    virtual void SetPickMode(PickModeCallback* mode);
+    virtual void ClearPickMode();
+    virtual PickModeCallback* GetCurPickMode();
 
     // ---- Layers.
     virtual ILayerManager* GetLayerManager();

@@ -101,6 +101,9 @@ public:
     // Empties the graphics window's draw list and sizes it to the window; the background is
     // COLOR_VP_BACKGROUND.
     void host_BeginFrame();
+    // The node of the last Interface::PickNode in this view (null when it hit nothing).
+    INode* GetClosestHit() const { return closestHit_; }
+    void host_SetClosestHit(INode* node) { closestHit_ = node; }
 
 private:
     // After any change of the view: the projection scale and the window's transform.
@@ -118,6 +121,7 @@ private:
     bool wire_ = true;
     bool links_ = false;
     float nonScaling_ = 1.0f;
+    INode* closestHit_ = nullptr;
     GraphicsWindow gw_;
 };
 
@@ -144,6 +148,13 @@ INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2*
                      PickNodeCallback* filter = nullptr);
 // Every node hit by a box, circle or fence region (window or crossing), in hierarchy order.
 void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out);
+
+// A click at p in vpt under the active pick mode: the mode's HitTest, then its Pick when
+// something was hit; a Pick that answers TRUE ends the mode. False when no mode is active or
+// nothing was picked.
+bool PickModeClick(ViewExp& vpt, const IPoint2& p);
+// A right click: the mode ends if its RightClick says so.
+void PickModeRightClick(ViewExp& vpt);
 
 // The world box of every visible node at t (GetWorldBoundBox of each evaluated object and of
 // the transform controller; an object without a box counts as its pivot). Empty for an empty

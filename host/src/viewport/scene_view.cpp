@@ -186,5 +186,7 @@ ViewExp& Interface::GetActiveViewExp() {
 INode* Interface::PickNode(ViewExp* vpt, const IPoint2& pt, PickNodeCallback* filter) {
     if (!vpt) return nullptr;
     IPoint2 p = pt;
-    return host::PickSceneNode(*vpt, GetTime(), HITTYPE_POINT, TRUE, &p, filter);
+    INode* hit = host::PickSceneNode(*vpt, GetTime(), HITTYPE_POINT, TRUE, &p, filter);
+    vpt->host_SetClosestHit(hit);
+    return hit;
 }

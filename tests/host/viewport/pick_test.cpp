@@ -1,3 +1,4 @@
+#include "cmdmode.h"
 #include "viewport_fixture.h"
 
 using namespace vptest;
@@ -273,4 +274,63 @@ TEST_F(ViewportTest, LinesAndFacesReachingBehindTheEyeAreCutAtTheNearPlane) {
     auto drawFloor = [&](GraphicsWindow* w) { w->polygon(4, floor, nullptr, nullptr); };
     EXPECT_TRUE(Hits(vpt, HITTYPE_BOX, 1, 0, all, drawFloor));
     EXPECT_FALSE(Hits(vpt, HITTYPE_BOX, 0, 0, all, drawFloor));
+}
+
+namespace {
+
+// Picks nodes whose name does not start with "X"; remembers what it saw.
+class NamePickMode : public PickModeCallback, public PickNodeCallback {
+public:
+    std::vector<INode*> picked;
+    int entered = 0, exited = 0;
+    bool endOnPick = true;
+    BOOL Filter(INode* node) override { return node->GetName()[0] != L'X'; }
+    PickNodeCallback* GetFilter() override { return this; }
+    BOOL HitTest(IObjParam* ip, HWND, ViewExp* vpt, IPoint2 m, int) override {
+        return ip->PickNode(vpt, m, GetFilter()) != nullptr;
+    }
+    BOOL Pick(IObjParam*, ViewExp* vpt) override {
+        picked.push_back(vpt->GetClosestHit());
+        return endOnPick;
+    }
+    void EnterMode(IObjParam*) override { ++entered; }
+    void ExitMode(IObjParam*) override { ++exited; }
+};
+
+}  // namespace
+
+TEST_F(ViewportTest, PickModeClicksPickThroughItsFilterAndEndTheMode) {
+    ViewExp vpt;
+    FrontPixelView(vpt);
+    Interface* ip = GetCOREInterface();
+    INode* a = MakePoint(L"A", Point3(0, 0, 0));
+    MakePoint(L"Xb", Point3(30, 0, 0));
+    NamePickMode first, second;
+    second.endOnPick = false;
+
+    EXPECT_FALSE(host::PickModeClick(vpt, IPoint2(100, 100))) << "no mode";
+    ip->SetPickMode(&first);
+    ip->SetPickMode(&first);
+    EXPECT_EQ(first.entered, 1);
+    EXPECT_FALSE(host::PickModeClick(vpt, IPoint2(130, 100))) << "refused by the filter";
+    EXPECT_FALSE(host::PickModeClick(vpt, IPoint2(60, 60))) << "nothing there";
+    EXPECT_TRUE(first.picked.empty());
+    EXPECT_TRUE(host::PickModeClick(vpt, IPoint2(100, 100)));
+    ASSERT_EQ(first.picked.size(), 1u);
+    EXPECT_EQ(first.picked[0], a);
+    EXPECT_EQ(ip->GetCurPickMode(), nullptr) << "a pick answering TRUE ends the mode";
+    EXPECT_EQ(first.exited, 1);
+
+    // A mode that stays for several picks; another mode, or a right click, ends it.
+    ip->SetPickMode(&second);
+    EXPECT_TRUE(host::PickModeClick(vpt, IPoint2(100, 100)));
+    EXPECT_TRUE(host::PickModeClick(vpt, IPoint2(100, 100)));
+    EXPECT_EQ(second.picked.size(), 2u);
+    EXPECT_EQ(ip->GetCurPickMode(), &second);
+    ip->SetPickMode(&first);
+    EXPECT_EQ(second.exited, 1);
+    EXPECT_EQ(first.entered, 2);
+    host::PickModeRightClick(vpt);
+    EXPECT_EQ(ip->GetCurPickMode(), nullptr);
+    EXPECT_EQ(first.exited, 2);
 }

@@ -3,7 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "helpers.h"
 #include "inode.h"
+#include "iparamb2.h"
+#include "iplugin.h"
 #include "maxapi.h"
 #include "solvers/ikfk_chain.h"
 #include "solvers/ikfk_math.h"
@@ -11,8 +14,26 @@
 namespace kt {
 namespace {
 
-INode* MakeNode(const wchar_t* name, INode* parent, const Quat& rot, const Point3& pos) {
-    INode* n = GetCOREInterface()->CreateObjectNode(nullptr, name);
+// A bone of `length` along X, or a box-shaped point helper when length is 0, so that the arm
+// shows in a render.
+Object* MakeLook(float length) {
+    const Class_ID id = length > 0.0f ? BONE_OBJ_CLASSID : POINTHELP_CLASS_ID;
+    const SClass_ID sc = length > 0.0f ? GEOMOBJECT_CLASS_ID : HELPER_CLASS_ID;
+    auto* obj = static_cast<Object*>(CreateInstance(sc, id));
+    IParamBlock2* pb = obj ? obj->GetParamBlock(0) : nullptr;
+    if (pb && length > 0.0f) {
+        pb->SetValue(boneobj_length, 0, length);
+        pb->SetValue(boneobj_width, 0, 4.0f);
+        pb->SetValue(boneobj_height, 0, 4.0f);
+    } else if (pb) {
+        pb->SetValue(pointobj_size, 0, 10.0f);
+        pb->SetValue(pointobj_box, 0, 1);
+    }
+    return obj;
+}
+
+INode* MakeNode(const wchar_t* name, INode* parent, const Quat& rot, const Point3& pos, float length = 0.0f) {
+    INode* n = GetCOREInterface()->CreateObjectNode(MakeLook(length), name);
     n->SetTMController(NewDefaultMatrix3Controller());
     if (parent) parent->AttachChild(n, 0);
     Control* c = n->GetTMController();
@@ -47,11 +68,11 @@ class LimbDemo : public IIKFKDemo {
 public:
     bool RunLimbDemo(std::FILE* out) override {
         constexpr float kTol = 1e-3f;
-        INode* clavicle = MakeNode(L"Clavicle", nullptr, Quat(RotateYMatrix(0.3f)), Point3(0.0f, 0.0f, 140.0f));
+        INode* clavicle = MakeNode(L"Clavicle", nullptr, Quat(RotateYMatrix(0.3f)), Point3(0.0f, 0.0f, 140.0f), 15.0f);
         std::vector<INode*> joints;
-        joints.push_back(MakeNode(L"Shoulder", clavicle, Quat(RotateZMatrix(-0.6f)), Point3(15.0f, 0.0f, 0.0f)));
-        joints.push_back(MakeNode(L"Elbow", joints[0], Quat(RotateZMatrix(0.9f)), Point3(28.0f, 0.0f, 0.0f)));
-        joints.push_back(MakeNode(L"Wrist", joints[1], Quat(RotateXMatrix(0.2f)), Point3(25.0f, 0.0f, 0.0f)));
+        joints.push_back(MakeNode(L"Shoulder", clavicle, Quat(RotateZMatrix(-0.6f)), Point3(15.0f, 0.0f, 0.0f), 28.0f));
+        joints.push_back(MakeNode(L"Elbow", joints[0], Quat(RotateZMatrix(0.9f)), Point3(28.0f, 0.0f, 0.0f), 25.0f));
+        joints.push_back(MakeNode(L"Wrist", joints[1], Quat(RotateXMatrix(0.2f)), Point3(25.0f, 0.0f, 0.0f), 8.0f));
         INode* goal = MakeNode(L"HandGoal", nullptr, Quat(), Point3(60.0f, -20.0f, 120.0f));
         INode* chainNode = GetCOREInterface()->CreateObjectNode(nullptr, L"ArmIKFK");
         auto* chain = new IKFKChain();

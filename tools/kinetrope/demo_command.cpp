@@ -15,6 +15,10 @@
 #include "scenefile.h"
 #include "solvers/ikfk_demo.h"
 #include "subcommand.h"
+#include "ui/ui_application.h"
+#include "ui/viewport_image.h"
+#include "view_options.h"
+#include "viewexp.h"
 
 namespace kt::cli {
 namespace {
@@ -28,7 +32,7 @@ const char kUsage[] =
     "the plug-in's MsgChecker at the reloaded scene and turns its root. Exits with 1 when a\n"
     "node does not stand where it was placed or the reloaded transforms differ from the\n"
     "built ones.\n\n"
-    "  --out DIR   where the scene file goes (default: demo-out)\n";
+    "  --out DIR   where the scene files and the arm's picture go (default: demo-out)\n";
 
 constexpr Class_ID kMsgCheckerID(0x8443DFA5, 0x3F434885);
 constexpr Class_ID kPointHelperID(0x2013, 0);
@@ -171,6 +175,31 @@ bool KinetropeLoaded() {
     return false;
 }
 
+bool RenderLimb(const GlobalOptions& options, const std::string& out) {
+    ViewOptions view;
+    view.scene = (fs::path(out) / "limb.kts").string();
+    view.out = (fs::path(out) / "limb.png").string();
+    view.shaded = true;
+    view.links = true;
+    Progress(options, "Rendering the arm to " + view.out);
+    std::wstring error;
+    if (!host::SaveScene(host::FromUtf8(view.scene).c_str(), &error)) {
+        std::fprintf(stderr, "kinetrope demo: saving %s failed: %s\n", view.scene.c_str(), Utf8(error).c_str());
+        return false;
+    }
+    host::ui::EnsureApplication();
+    ViewExp& vpt = GetCOREInterface()->GetActiveViewExp();
+    std::string problem = PrepareView(view, vpt);
+    if (problem.empty() && !host::RenderViewport(vpt, 0).save(QString::fromStdString(view.out), "PNG"))
+        problem = "cannot write " + view.out;
+    if (!problem.empty()) {
+        std::fprintf(stderr, "kinetrope demo: %s\n", problem.c_str());
+        return false;
+    }
+    std::printf("Arm picture: %s\n", view.out.c_str());
+    return true;
+}
+
 int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     std::string out = "demo-out";
     for (size_t i = 0; i < args.size(); ++i) {
@@ -240,7 +269,10 @@ int Run(const std::vector<std::string>& args, const GlobalOptions& options) {
     if (auto* demo = chain ? static_cast<kt::IIKFKDemo*>(chain->GetInterface(kt::I_IKFKDEMO)) : nullptr)
         limbOk = demo->RunLimbDemo(stdout);
     if (chain) chain->DeleteThis();
-    return same && limbOk ? kExitOk : kExitFailure;
+
+    // A picture of the arm as it ends, through a scene file as `kinetrope render` makes one.
+    const bool pictureOk = limbOk && RenderLimb(options, out);
+    return same && limbOk && pictureOk ? kExitOk : kExitFailure;
 }
 
 }  // namespace

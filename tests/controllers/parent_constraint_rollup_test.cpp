@@ -3,6 +3,8 @@
 #include <QTableWidget>
 
 #include "constraint_scene.h"
+#include "helpers.h"
+#include "viewexp.h"
 #include "controllers/parent_constraint.h"
 #include "controllers/ui/parent_constraint_rollup.h"
 #include "ui/qmax_controls.h"
@@ -81,6 +83,33 @@ TEST_F(ParentConstraintRollupTest, PicksListsWeighsAndDeletesTargetsAsUndoableSt
     ASSERT_EQ(pc->getNumTargets(), 1);
     EXPECT_EQ(table->rowCount(), 1);
     EXPECT_EQ(pc->getNode(0), a);
+
+    // The pick mode: a click in a front view where one world unit is one pixel.
+    ViewExp vpt;
+    vpt.host_SetSize(200, 200);
+    vpt.host_SetViewType(VIEW_FRONT);
+    Matrix3 affine;
+    vpt.GetAffineTM(affine);
+    vpt.host_SetOrthographic(affine, 200.0f);
+    auto* obj = static_cast<PointHelpObject*>(static_cast<Animatable*>(CreateInstance(HELPER_CLASS_ID, POINTHELP_CLASS_ID)));
+    INode* c = GetCOREInterface()->CreateObjectNode(obj, L"C");
+    c->SetNodeTM(0, TransMatrix(Point3(30, 0, 20)));
+    auto* mode = rollup->findChild<QPushButton*>("pickMode");
+    ASSERT_NE(mode, nullptr);
+    mode->click();
+    EXPECT_TRUE(mode->isChecked());
+    EXPECT_NE(GetCOREInterface()->GetCurPickMode(), nullptr);
+    EXPECT_FALSE(host::PickModeClick(vpt, IPoint2(20, 180))) << "nothing there";
+    EXPECT_TRUE(host::PickModeClick(vpt, IPoint2(130, 80)));
+    EXPECT_EQ(pc->getNumTargets(), 2);
+    EXPECT_EQ(pc->getNode(1), c);
+    EXPECT_FALSE(mode->isChecked()) << "one pick ends the mode";
+    EXPECT_EQ(GetCOREInterface()->GetCurPickMode(), nullptr);
+    // Listed nodes are filtered out of the viewport pick too.
+    mode->click();
+    EXPECT_FALSE(host::PickModeClick(vpt, IPoint2(130, 80)));
+    EXPECT_EQ(pc->getNumTargets(), 2);
     widget.reset();
     EXPECT_EQ(pc->rollup, nullptr);
+    EXPECT_EQ(GetCOREInterface()->GetCurPickMode(), nullptr) << "the rollup ends its mode when it closes";
 }

@@ -153,7 +153,7 @@ TEST_F(SingleTargetTest, StretchSpansStartToEndAndResetsItsLength) {
     {
         SCOPED_TRACE("the viewline: world units, or a percentage of the distance to end");
         b->SetNodeTM(0, TransMatrix(Point3(1, 41, 0)));
-        ViewExp& vpt = GetCOREInterface()->GetActiveViewExp();
+        ViewExp vpt;  // the host's default perspective view
         host::DrawList& list = vpt.getGW()->host_DrawList();
         auto line = [&] {
             list.Clear();

@@ -4,6 +4,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
@@ -48,8 +49,30 @@ BOOL ParentConstraintPickNode::Filter(INode* node) {
     return targetlist::CanAppend(pc_, pc_->pblock, node) ? TRUE : FALSE;
 }
 
-bool ParentConstraintPickNode::Pick(INode* node) {
+bool ParentConstraintPickNode::PickTarget(INode* node) {
     return Filter(node) && pc_->appendTarget(node, 50.0f);
+}
+
+BOOL ParentConstraintPickNode::HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) {
+    (void)hWnd;
+    (void)flags;
+    return ip && ip->PickNode(vpt, m, this) ? TRUE : FALSE;
+}
+
+BOOL ParentConstraintPickNode::Pick(IObjParam* ip, ViewExp* vpt) {
+    (void)ip;
+    if (vpt) PickTarget(vpt->GetClosestHit());
+    return TRUE;
+}
+
+void ParentConstraintPickNode::EnterMode(IObjParam* ip) {
+    (void)ip;
+    if (modeChanged) modeChanged(true);
+}
+
+void ParentConstraintPickNode::ExitMode(IObjParam* ip) {
+    (void)ip;
+    if (modeChanged) modeChanged(false);
 }
 
 ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* parent)
@@ -72,6 +95,10 @@ ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* pa
     pickButton_->setObjectName(QStringLiteral("pickParent"));
     delete_ = new QPushButton(QStringLiteral("Delete"));
     delete_->setObjectName(QStringLiteral("deleteParent"));
+    pickMode_ = new QPushButton(QStringLiteral("Add Parent"));
+    pickMode_->setObjectName(QStringLiteral("pickMode"));
+    pickMode_->setCheckable(true);
+    row->addWidget(pickMode_);
     row->addWidget(pickButton_);
     row->addWidget(delete_);
     top->addLayout(row);
@@ -88,8 +115,19 @@ ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* pa
 
     connect(list_, &QTableWidget::itemSelectionChanged, this, [this] { ShowWeight(); });
     connect(pickButton_, &MaxSDK::QmaxNodePickButton::nodePicked, this, [this](INode* n) {
-        if (n) pick_.Pick(n);
+        if (n) pick_.PickTarget(n);
         pickButton_->setNode(nullptr);
+    });
+    // The button shows the mode; the mode may end from the viewport (a pick, a right click).
+    pick_.modeChanged = [this](bool on) {
+        const QSignalBlocker block(pickMode_);
+        pickMode_->setChecked(on);
+    };
+    connect(pickMode_, &QPushButton::toggled, this, [this](bool on) {
+        if (on)
+            GetCOREInterface()->SetPickMode(&pick_);
+        else if (GetCOREInterface()->GetCurPickMode() == &pick_)
+            GetCOREInterface()->ClearPickMode();
     });
     connect(delete_, &QPushButton::clicked, this, [this] {
         const int r = SelectedTarget();
@@ -104,6 +142,8 @@ ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* pa
 }
 
 ParentConstraintRollup::~ParentConstraintRollup() {
+    pick_.modeChanged = nullptr;
+    if (GetCOREInterface()->GetCurPickMode() == &pick_) GetCOREInterface()->ClearPickMode();
     if (dragging_) theHold.Cancel();
     if (pc_ && pc_->rollup == this) pc_->rollup = nullptr;
 }

@@ -8,9 +8,12 @@
 // follows the constraint's list while it is open.
 #pragma once
 
+#include <functional>
+
+#include "cmdmode.h"
+#include "controllers/constraint_targets.h"
 #include "ui/qmax_param_block_widget.h"
 #include "viewexp.h"
-#include "controllers/constraint_targets.h"
 
 class QTableWidget;
 class QPushButton;
@@ -23,13 +26,22 @@ namespace kt {
 
 class ParentConstraint;
 
-// The pick mode's filter: what the user may pick as a new parent.
-class ParentConstraintPickNode : public PickNodeCallback {
+// The pick mode of the rollup: a click on a node in a viewport appends it as a parent, with the
+// default weight. Its filter refuses nodes that depend on the constraint and nodes already
+// listed. One pick ends the mode.
+class ParentConstraintPickNode : public PickModeCallback, public PickNodeCallback {
 public:
     explicit ParentConstraintPickNode(ParentConstraint* pc) : pc_(pc) {}
     BOOL Filter(INode* node) override;
-    // Filters, then appends node with the default weight; false when refused.
-    bool Pick(INode* node);
+    BOOL HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) override;
+    BOOL Pick(IObjParam* ip, ViewExp* vpt) override;
+    void EnterMode(IObjParam* ip) override;
+    void ExitMode(IObjParam* ip) override;
+    PickNodeCallback* GetFilter() override { return this; }
+    // Filters, then appends node; false when refused.
+    bool PickTarget(INode* node);
+    // Told when the mode starts (true) and ends (false).
+    std::function<void(bool)> modeChanged;
 
 private:
     ParentConstraint* pc_;
@@ -58,6 +70,7 @@ private:
     QTableWidget* list_ = nullptr;
     MaxSDK::QmaxDoubleSpinBox* weight_ = nullptr;
     MaxSDK::QmaxNodePickButton* pickButton_ = nullptr;
+    QPushButton* pickMode_ = nullptr;
     QPushButton* delete_ = nullptr;
     bool refreshing_ = false;
     bool dragging_ = false;

@@ -19,12 +19,31 @@ RegistryClassDesc* LinkDesc() { return ClassRegistry::Find(CTRL_FLOAT_CLASS_ID, 
 ClassFactoryRegistrar linkRegistrar(CTRL_FLOAT_CLASS_ID, IKFKLINK_CLASS_ID,
                                     [](BOOL loading) -> void* { return new IKFKLink(loading); });
 
+// Keeps the open rollup's list in step with the tables, whoever edits them (rollup, script,
+// undo, track view).
+class IKFKLinkPBAccessor : public PBAccessor {
+public:
+    void Set(PB2Value&, ReferenceMaker* owner, ParamID, int, TimeValue) override { Refresh(owner); }
+    void TabChanged(tab_changes, Tab<PB2Value>*, ReferenceMaker* owner, ParamID, int, int) override {
+        Refresh(owner);
+    }
+
+private:
+    static void Refresh(ReferenceMaker* owner) {
+        auto* link = dynamic_cast<IKFKLink*>(owner);
+        if (link && link->rollup) link->rollup->RefreshList();
+    }
+};
+
 ParamBlockDesc2& LinkBlock() {
     static ParamBlockDesc2* desc = [] {
+        static IKFKLinkPBAccessor accessor;
         auto* d = new ParamBlockDesc2(0, L"params", 0, LinkDesc(), 0, p_end);
         d->AddParam(IKFKLink::pb_targets, L"", TYPE_INODE_TAB, 0, 0);
         d->AddParam(IKFKLink::pb_start_times, L"", TYPE_TIMEVALUE_TAB, 0, 0);
         d->AddParam(IKFKLink::pb_key_selection, L"", TYPE_BOOL_TAB, 0, 0);
+        for (ParamID id : {IKFKLink::pb_targets, IKFKLink::pb_start_times, IKFKLink::pb_key_selection})
+            d->SetAccessor(id, &accessor);
         return d;
     }();
     return *desc;

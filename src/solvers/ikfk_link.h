@@ -20,6 +20,14 @@ class IKFKControl;
 constexpr Class_ID IKFKLINK_CLASS_ID(0x45596D56, 0x1E847B63);
 constexpr Interface_ID IIKFKLINK_INTERFACE_ID(0x45596D56, 0x1E847B63);
 
+// The link's open rollup: told by IKFKLinkPBAccessor whenever a table changes, including
+// partway through an edit of the three tables (counts may then disagree).
+class IKFKLinkRollupLink {
+public:
+    virtual ~IKFKLinkRollupLink() = default;
+    virtual void RefreshList() = 0;
+};
+
 class IIKFKLink : public FPMixinInterface {
 public:
     enum FunctionIDs { fnGetNumTargets = 0, fnGetNode, fnGetFrameNo, fnSetFrameNo, fnAddTarget, fnDeleteTarget, fnAddWorld };
@@ -99,6 +107,8 @@ public:
     INode* OwnerNode();
 
     IParamBlock2* pblock = nullptr;
+    // The open rollup, or null; not owned, not cloned.
+    IKFKLinkRollupLink* rollup = nullptr;
 
 protected:
     void SetReference(int i, RefTargetHandle rtarg) override {

@@ -86,6 +86,21 @@ TEST_F(ChainSceneTest, GoalAndTargetLinesDrawFrameAndPickTheirNodes) {
         EXPECT_TRUE(box.Contains(goal));
     }
     {
+        SCOPED_TRACE("the goal parent's line runs to the goal while the goal parent is in use");
+        INode* gp = s.parent;
+        pb->SetValue(IKFKChain::pb_goal_parent, 0, gp);
+        ASSERT_EQ(s.chain->GetGoalParent(), gp);
+        s.chain->FitNodes(s.chainNode);
+        EXPECT_EQ(Drawn(vpt, gp), 1u);
+        Point3 a, b;
+        ASSERT_TRUE(s.chain->DisplayLine(0, gp, a, b));
+        EXPECT_LT((a - s.goal->GetNodeTM(0).GetTrans()).Length(), 1e-3f);
+        EXPECT_LT((b - gp->GetNodeTM(0).GetTrans()).Length(), 1e-3f);
+        pb->SetValue(IKFKChain::pb_use_goal_parent, 0, 0);
+        EXPECT_EQ(Drawn(vpt, gp), 0u);
+        pb->SetValue(IKFKChain::pb_goal_parent, 0, static_cast<INode*>(nullptr));
+    }
+    {
         SCOPED_TRACE("a click on a line picks its node; off the lines nothing");
         Interface* ip = GetCOREInterface();
         EXPECT_EQ(ip->PickNode(&vpt, Screen(vpt, (root + goal) * 0.5f)), s.goal);

@@ -91,7 +91,7 @@ IKFKChainRollup::IKFKChainRollup(IKFKChain* chain, QWidget* parent) : QMaxParamB
 
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("IKFK Blend"), Spinner("ikfk_blend", 0.0, 100.0));
-    form->addRow(QStringLiteral("Manual Stretch"), Spinner("manual_stretch", 0.0, 100000000.0));
+    form->addRow(QStringLiteral("Manual Stretch"), Spinner("manual_stretch", 0.0, 1000000.0));
     form->addRow(QStringLiteral("Auto Stretch"), Spinner("auto_stretch", 0.0, 100.0));
     form->addRow(QStringLiteral("Soft IK"), Spinner("soft_ik", 0.0, 100.0));
     form->addRow(QStringLiteral("Swivel Angle"), Spinner("swivel_angle", -1000000.0, 1000000.0));
@@ -112,7 +112,7 @@ IKFKChainRollup::IKFKChainRollup(IKFKChain* chain, QWidget* parent) : QMaxParamB
     form->addRow(QStringLiteral("Parent Space"), space);
     form->addRow(Check("use_target", "Use Target"));
     form->addRow(QStringLiteral("Target"), Picker("target"));
-    form->addRow(QStringLiteral("Target Dist Percent"), Spinner("target_dist_percent", 0.0, 100000000.0));
+    form->addRow(QStringLiteral("Target Dist Percent"), Spinner("target_dist_percent", 0.0, 1000000.0));
     form->addRow(Check("use_rotation_space", "Use Rotation Space"));
     form->addRow(QStringLiteral("Rotation Space Node"), Picker("rotation_space_node"));
     form->addRow(QStringLiteral("Rotation Space"), Spinner("rotation_space", 0.0, 100.0));

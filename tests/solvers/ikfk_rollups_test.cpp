@@ -131,6 +131,20 @@ TEST_F(ChainSceneTest, LinkRollupPicksListsRetimesAndDeletesEntries) {
         EXPECT_EQ(link->rollup, nullptr);
         EXPECT_TRUE(link->AddWorld(30));
     }
+    {
+        SCOPED_TRACE("the block's accessor tells whatever list is open of every table edit");
+        struct Counter : IKFKLinkRollupLink {
+            int refreshes = 0;
+            void RefreshList() override { ++refreshes; }
+        } counter;
+        link->rollup = &counter;
+        EXPECT_TRUE(link->DeleteTarget(3));
+        EXPECT_GE(counter.refreshes, 3) << "one per table";
+        const int before = counter.refreshes;
+        link->SetFrameNo(1, 2);
+        EXPECT_GT(counter.refreshes, before);
+        link->rollup = nullptr;
+    }
     GetCOREInterface()->SetTime(0);
 }
 

@@ -591,6 +591,7 @@ public:
         : pb_(pb), index_(paramIndex), tab_(tabIndex) {}
     SClass_ID SuperClassID() override { return CTRL_USERTYPE_CLASS_ID; }
     Class_ID ClassID() override { return PLACEHOLDER_CLASS_ID; }
+    using Animatable::GetParamBlock;
     IParamBlock2* GetParamBlock() const { return pb_; }
     ParamID GetParamID() const;
     int GetTabIndex() const { return tab_; }

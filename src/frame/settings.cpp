@@ -42,6 +42,8 @@ void SetIniValue(const MCHAR* key, const MCHAR* value) {
 
 #include "bmmlib.h"
 #include "filedialog.h"
+#include "resources/resource.h"
+#include "resources/string_table.h"
 
 namespace kt {
 namespace {
@@ -51,7 +53,9 @@ bool FileDialog(bool save, const MCHAR* title, const MCHAR* filter, const MCHAR*
     FilterList filters;
     filters.Append(description);
     filters.Append(filter);
-    filters.Append(L"All Files (*.*)");  // string table entry 990
+    // The table answers null until the module handle is known (the frame's own tests).
+    const MCHAR* allFiles = GetString(IDS_ALL_FILES);
+    filters.Append(allFiles ? allFiles : L"All Files (*.*)");
     filters.Append(L"*.*");
     bmmHistoryList history(historyKey && *historyKey ? historyKey : L"KinetropeHistory");
     history.LoadDefaults();

@@ -216,6 +216,9 @@ constexpr StringEntry kStrings[] = {
     {IDS_USE_RETARGET_SIZE, L"Use Retarget Size"},
     {IDS_RETARGET_SIZE, L"Retarget Size"},
     {IDS_SELECT_MIRROR_NODE, L"Select Mirror Node"},
+
+    // File dialogs.
+    {IDS_ALL_FILES, L"All Files (*.*)"},
 };
 
 HINSTANCE gModuleInstance = nullptr;

@@ -73,6 +73,7 @@ public:
         return REF_SUCCEED;
     }
     ReferenceTarget* Clone(RemapDir& remap) override;
+    using Control::GetInterface;
     BaseInterface* GetInterface(Interface_ID id) override;
 
     // A float controller that has no float: answers 0 and takes nothing.

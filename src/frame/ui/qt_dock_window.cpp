@@ -168,11 +168,29 @@ bool QtDockWindow::ReadLayout(const QString& iniPath, const QString& settingsNam
         auto v = file.Get(section, key);
         return v ? QString::fromStdString(*v) : QString();
     };
-    out = DockLayout();
-    out.anchors = text("anchors").split(QLatin1Char(','), Qt::SkipEmptyParts);
-    out.relations = text("relations").split(QLatin1Char(','), Qt::SkipEmptyParts);
-    out.width = text("width").toInt();
-    out.height = text("height").toInt();
+    DockLayout read;
+    read.anchors = text("anchors").split(QLatin1Char(','), Qt::SkipEmptyParts);
+    read.relations = text("relations").split(QLatin1Char(','), Qt::SkipEmptyParts);
+    bool widthOk = false, heightOk = false;
+    read.width = text("width").toInt(&widthOk);
+    read.height = text("height").toInt(&heightOk);
+    QString problem;
+    if (read.anchors.size() != read.relations.size())
+        problem = QStringLiteral("%1 anchors but %2 relations").arg(read.anchors.size()).arg(read.relations.size());
+    for (const QString& r : read.relations)
+        if (problem.isEmpty() && r != QLatin1String("above") && r != QLatin1String("below") &&
+            r != QLatin1String("left") && r != QLatin1String("right"))
+            problem = QStringLiteral("unknown relation \"%1\"").arg(r);
+    if (problem.isEmpty() && (!widthOk || !heightOk || read.width < 0 || read.height < 0))
+        problem = QStringLiteral("width and height must be whole numbers of pixels");
+    if (!problem.isEmpty()) {
+        // The window then docks by its area alone; the animator only needs to know why.
+        host::Listener::WriteLine((QStringLiteral("Kinetrope: ignoring the dock layout of %1 in %2: %3")
+                                       .arg(settingsName, iniPath, problem))
+                                      .toStdWString());
+        return false;
+    }
+    out = read;
     return true;
 }
 

@@ -59,7 +59,8 @@ public:
 
     // The neighbour relations of a docked window (empty when floating or not docked).
     DockLayout CurrentLayout() const;
-    // The layout saved for a settings name in the layouts file; false when there is none.
+    // The layout saved for a settings name in the layouts file; false when there is none, or
+    // when it is damaged (then a listener line says why and out is left alone).
     static bool ReadLayout(const QString& iniPath, const QString& settingsName, DockLayout& out);
 
 protected:

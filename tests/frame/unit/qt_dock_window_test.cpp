@@ -6,9 +6,11 @@
 #include <QMainWindow>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "frame/settings.h"
 #include "frame/ui/qt_dock_window.h"
+#include "maxapi.h"
 #include "notify.h"
 #include "ui/main_window.h"
 #include "ui/ui_application.h"
@@ -120,6 +122,22 @@ TEST_F(DockWindow, DockedWindowKeepsItsAreaAndItsNeighbours) {
     EXPECT_LT(back->geometry().bottom(),
               static_cast<host::ui::MainWindow*>(frame)->TimeSliderDock()->geometry().top())
         << "above the time slider again";
+
+    // a damaged layout is ignored with a word in the listener; the area still places the window
+    {
+        std::ofstream(back->IniPath().toStdString())
+            << "[CurveEditor]\nanchors=TimeSlider,CommandPanel\nrelations=above\nwidth=x\nheight=20\n";
+    }
+    host::ListenerCapture listener;
+    kt::DockLayout damaged;
+    EXPECT_FALSE(kt::QtDockWindow::ReadLayout(back->IniPath(), QStringLiteral("CurveEditor"), damaged));
+    EXPECT_TRUE(damaged.anchors.isEmpty());
+    EXPECT_NE(listener.Text().find("ignoring the dock layout of CurveEditor"), std::string::npos) << listener.Text();
+    host::ui::StopUI();
+    frame = Frame();
+    auto* plain = new kt::QtDockWindow(frame, QStringLiteral("CurveEditor"), QStringLiteral("Curves"));
+    EXPECT_TRUE(plain->Restore());
+    EXPECT_EQ(frame->dockWidgetArea(plain), Qt::BottomDockWidgetArea);
 }
 
 }  // namespace

@@ -662,6 +662,16 @@ bool RefTypeAccepts(int paramType, int wantBase) {
     if (!reftarg_type(b)) return false;
     return wantBase == TYPE_REFTARG || wantBase == b;
 }
+
+// A reference parameter read as one kind of target: null when it holds another kind.
+template <class T>
+BOOL GetRefAs(IParamBlock2* pb, ParamID id, TimeValue t, T*& v, Interval& valid, int tabIndex, int wantBase) {
+    if (!RefTypeAccepts(pb->GetParameterType(id), wantBase)) return FALSE;
+    ReferenceTarget* r = nullptr;
+    if (!pb->GetValue(id, t, r, valid, tabIndex)) return FALSE;
+    v = dynamic_cast<T*>(r);
+    return TRUE;
+}
 }  // namespace
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, ReferenceTarget*& v, Interval& valid, int tabIndex) {
@@ -678,50 +688,18 @@ BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, ReferenceTarget*& v, Interv
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, INode*& v, Interval& valid, int tabIndex) {
-    if (!RefTypeAccepts(GetParameterType(id), TYPE_INODE)) return FALSE;
-    ReferenceTarget* r = nullptr;
-    if (!GetValue(id, t, r, valid, tabIndex)) return FALSE;
-    v = dynamic_cast<INode*>(r);
-    return TRUE;
+    return GetRefAs(this, id, t, v, valid, tabIndex, TYPE_INODE);
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, Mtl*& v, Interval& valid, int tabIndex) {
-    if (!RefTypeAccepts(GetParameterType(id), TYPE_MTL)) return FALSE;
-    ReferenceTarget* r = nullptr;
-    if (!GetValue(id, t, r, valid, tabIndex)) return FALSE;
-    v = dynamic_cast<Mtl*>(r);
-    return TRUE;
+    return GetRefAs(this, id, t, v, valid, tabIndex, TYPE_MTL);
 }
 
 BOOL IParamBlock2::GetValue(ParamID id, TimeValue t, IParamBlock2*& v, Interval& valid, int tabIndex) {
-    if (!RefTypeAccepts(GetParameterType(id), TYPE_PBLOCK2)) return FALSE;
-    ReferenceTarget* r = nullptr;
-    if (!GetValue(id, t, r, valid, tabIndex)) return FALSE;
-    v = dynamic_cast<IParamBlock2*>(r);
-    return TRUE;
+    return GetRefAs(this, id, t, v, valid, tabIndex, TYPE_PBLOCK2);
 }
 
 // Convenience reads.
-int IParamBlock2::GetInt(ParamID id, TimeValue t, int tabIndex) {
-    Interval iv = FOREVER;
-    return GetInt(id, t, iv, tabIndex);
-}
-int IParamBlock2::GetInt(ParamID id, TimeValue t, Interval& valid, int tabIndex) {
-    int v = 0;
-    GetValue(id, t, v, valid, tabIndex);
-    return v;
-}
-float IParamBlock2::GetFloat(ParamID id, TimeValue t, int tabIndex) {
-    Interval iv = FOREVER;
-    return GetFloat(id, t, iv, tabIndex);
-}
-float IParamBlock2::GetFloat(ParamID id, TimeValue t, Interval& valid, int tabIndex) {
-    float v = 0.0f;
-    GetValue(id, t, v, valid, tabIndex);
-    return v;
-}
-TimeValue IParamBlock2::GetTimeValue(ParamID id, TimeValue t, int tabIndex) { return GetInt(id, t, tabIndex); }
-
 #define KT_PB_CONVENIENCE(Type, Name, Init)                                        \
     Type IParamBlock2::Name(ParamID id, TimeValue t, int tabIndex) {               \
         Interval iv = FOREVER;                                                     \
@@ -732,6 +710,8 @@ TimeValue IParamBlock2::GetTimeValue(ParamID id, TimeValue t, int tabIndex) { re
         GetValue(id, t, v, valid, tabIndex);                                       \
         return v;                                                                  \
     }
+KT_PB_CONVENIENCE(int, GetInt, 0)
+KT_PB_CONVENIENCE(float, GetFloat, 0.0f)
 KT_PB_CONVENIENCE(Point2, GetPoint2, Point2())
 KT_PB_CONVENIENCE(Point3, GetPoint3, Point3())
 KT_PB_CONVENIENCE(Point4, GetPoint4, Point4())
@@ -741,6 +721,7 @@ KT_PB_CONVENIENCE(Matrix3, GetMatrix3, Matrix3())
 KT_PB_CONVENIENCE(INode*, GetINode, nullptr)
 KT_PB_CONVENIENCE(ReferenceTarget*, GetReferenceTarget, nullptr)
 #undef KT_PB_CONVENIENCE
+TimeValue IParamBlock2::GetTimeValue(ParamID id, TimeValue t, int tabIndex) { return GetInt(id, t, tabIndex); }
 
 const MCHAR* IParamBlock2::GetStr(ParamID id, TimeValue t, int tabIndex) {
     Interval iv = FOREVER;

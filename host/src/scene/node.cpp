@@ -83,6 +83,7 @@ public:
     static void Record(INode* n, T INode::*member, void (*after)(INode*)) {
         if (theHold.Holding()) theHold.Put(new NodeValueRestore<T>(n, member, after));
     }
+    static void ApplyXForm(INode* n, TimeValue t, SetXFormPacket& pk, BOOL affectKids);
 };
 
 void NodeRefRestore::Set(AnimHandle target) {
@@ -360,52 +361,45 @@ std::vector<Matrix3> ChildTMs(INode* n, TimeValue t) {
 }
 }  // namespace
 
+// With affectKids false the children keep their world transforms.
+void host::NodeAccess::ApplyXForm(INode* n, TimeValue t, SetXFormPacket& pk, BOOL affectKids) {
+    std::vector<Matrix3> kids;
+    if (!affectKids) kids = ChildTMs(n, t);
+    n->tmControl_->SetValue(t, &pk, 1, CTRL_RELATIVE);
+    n->DropTMCaches();
+    if (!affectKids) n->SetChildrenWorldTMs(t, kids.data(), static_cast<int>(kids.size()));
+}
+
 void INode::Move(TimeValue t, const Matrix3& tmAxis, const Point3& val, BOOL localOrigin, BOOL affectKids,
                  int pivMode, BOOL ignoreLocks) {
     (void)localOrigin; (void)pivMode; (void)ignoreLocks;
     if (isRoot_ || !tmControl_) return;
-    std::vector<Matrix3> kids;
-    if (!affectKids) kids = ChildTMs(this, t);
     SetXFormPacket pk(val, GetParentTM(t), tmAxis);
-    tmControl_->SetValue(t, &pk, 1, CTRL_RELATIVE);
-    DropTMCaches();
-    if (!affectKids) SetChildrenWorldTMs(t, kids.data(), static_cast<int>(kids.size()));
+    NodeAccess::ApplyXForm(this, t, pk, affectKids);
 }
 
 void INode::Rotate(TimeValue t, const Matrix3& tmAxis, const Quat& val, BOOL localOrigin, BOOL affectKids,
                    int pivMode, BOOL ignoreLocks) {
     (void)pivMode; (void)ignoreLocks;
     if (isRoot_ || !tmControl_) return;
-    std::vector<Matrix3> kids;
-    if (!affectKids) kids = ChildTMs(this, t);
     SetXFormPacket pk(val, localOrigin, GetParentTM(t), tmAxis);
-    tmControl_->SetValue(t, &pk, 1, CTRL_RELATIVE);
-    DropTMCaches();
-    if (!affectKids) SetChildrenWorldTMs(t, kids.data(), static_cast<int>(kids.size()));
+    NodeAccess::ApplyXForm(this, t, pk, affectKids);
 }
 
 void INode::Rotate(TimeValue t, const Matrix3& tmAxis, const AngAxis& val, BOOL localOrigin, BOOL affectKids,
                    int pivMode, BOOL ignoreLocks) {
     (void)pivMode; (void)ignoreLocks;
     if (isRoot_ || !tmControl_) return;
-    std::vector<Matrix3> kids;
-    if (!affectKids) kids = ChildTMs(this, t);
     SetXFormPacket pk(val, localOrigin, GetParentTM(t), tmAxis);
-    tmControl_->SetValue(t, &pk, 1, CTRL_RELATIVE);
-    DropTMCaches();
-    if (!affectKids) SetChildrenWorldTMs(t, kids.data(), static_cast<int>(kids.size()));
+    NodeAccess::ApplyXForm(this, t, pk, affectKids);
 }
 
 void INode::Scale(TimeValue t, const Matrix3& tmAxis, const Point3& val, BOOL localOrigin, BOOL affectKids,
                   int pivMode, BOOL ignoreLocks) {
     (void)pivMode; (void)ignoreLocks;
     if (isRoot_ || !tmControl_) return;
-    std::vector<Matrix3> kids;
-    if (!affectKids) kids = ChildTMs(this, t);
     SetXFormPacket pk(val, localOrigin, GetParentTM(t), tmAxis);
-    tmControl_->SetValue(t, &pk, 1, CTRL_RELATIVE);
-    DropTMCaches();
-    if (!affectKids) SetChildrenWorldTMs(t, kids.data(), static_cast<int>(kids.size()));
+    NodeAccess::ApplyXForm(this, t, pk, affectKids);
 }
 
 // ---- Object offset

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "matrix3.h"
+#include "maxtypes.h"
 #include "point3.h"
 #include "quat.h"
 #include "runtime.h"
@@ -10,6 +11,7 @@
 
 class INode;
 class Animatable;
+class Control;
 class ClassDesc;
 class FPValue;
 
@@ -63,6 +65,9 @@ struct ClassMemberHooks {
 void AddClassMemberHooks(ClassMemberHooks hooks);
 // Names the later bindings make global (core interfaces); tried after the class directory.
 void AddGlobalResolver(std::function<bool(Name, Value&)> resolver);
+// A controller's value at t by its super class; undefined for a kind of controller that has no
+// script value.
+Value ControlValue(Control* c, TimeValue t);
 // A script value as the FPValue nearest to it (ExecuteMAXScriptScript's result).
 FPValue ToFPForResult(const Value& v);
 

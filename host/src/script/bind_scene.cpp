@@ -425,6 +425,8 @@ private:
     int index_;
 };
 
+}  // namespace
+
 Value ControlValue(Control* c, TimeValue t) {
     Interval iv = FOREVER;
     switch (c->SuperClassID()) {
@@ -457,6 +459,8 @@ Value ControlValue(Control* c, TimeValue t) {
     default: return Value();
     }
 }
+
+namespace {
 
 void SetControlValue(Control* c, TimeValue t, const Value& v) {
     switch (c->SuperClassID()) {
@@ -764,29 +768,6 @@ std::vector<INode*> SceneNodes() {
     return v;
 }
 
-bool Wild(const char* s, const char* p) {
-    const char* star = nullptr;
-    const char* retry = nullptr;
-    while (*s) {
-        char sc = static_cast<char>(std::tolower(static_cast<unsigned char>(*s)));
-        char pc = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
-        if (*p == '*') {
-            star = p++;
-            retry = s;
-        } else if (*p && (*p == '?' || pc == sc)) {
-            ++p;
-            ++s;
-        } else if (star) {
-            p = star + 1;
-            s = ++retry;
-        } else {
-            return false;
-        }
-    }
-    while (*p == '*') ++p;
-    return *p == 0;
-}
-
 Value NodesValue(const std::vector<INode*>& nodes) {
     std::vector<Value> v;
     v.reserve(nodes.size());
@@ -939,7 +920,7 @@ Value ResolvePath(Interpreter&, std::string_view path) {
             std::vector<INode*> next;
             for (INode* n : level)
                 for (int i = 0; i < n->NumberOfChildren(); ++i)
-                    if (Wild(Utf8(n->GetChildNode(i)->GetName()).c_str(), seg.c_str()))
+                    if (MatchPattern(Utf8(n->GetChildNode(i)->GetName()).c_str(), seg.c_str(), true))
                         next.push_back(n->GetChildNode(i));
             level = std::move(next);
             if (e == std::string::npos) break;
@@ -950,7 +931,7 @@ Value ResolvePath(Interpreter&, std::string_view path) {
     }
     std::vector<INode*> hits;
     for (INode* n : SceneNodes())
-        if (Wild(Utf8(n->GetName()).c_str(), p.c_str())) {
+        if (MatchPattern(Utf8(n->GetName()).c_str(), p.c_str(), true)) {
             if (!wild) return NodeValue(n);
             hits.push_back(n);
         }

@@ -38,32 +38,9 @@ float Deviation(const Value& a, const Value& b) {
     return ValuesEqual(a, b) ? 0.f : INFINITY;
 }
 
+// Matrix controllers have no keys of their own to reduce; they sample as undefined.
 Value Sample(Control* c, TimeValue t) {
-    Interval iv = FOREVER;
-    switch (c->SuperClassID()) {
-    case CTRL_FLOAT_CLASS_ID: {
-        float f = 0;
-        c->GetValue(t, &f, iv, CTRL_ABSOLUTE);
-        return Value::Float(f);
-    }
-    case CTRL_POINT3_CLASS_ID:
-    case CTRL_POSITION_CLASS_ID: {
-        ::Point3 p;
-        c->GetValue(t, &p, iv, CTRL_ABSOLUTE);
-        return FromPoint3(p);
-    }
-    case CTRL_ROTATION_CLASS_ID: {
-        ::Quat q;
-        c->GetValue(t, &q, iv, CTRL_ABSOLUTE);
-        return FromQuat(q);
-    }
-    case CTRL_SCALE_CLASS_ID: {
-        ::ScaleValue s;
-        c->GetValue(t, &s, iv, CTRL_ABSOLUTE);
-        return FromPoint3(s.s);
-    }
-    default: return Value();
-    }
+    return c->SuperClassID() == CTRL_MATRIX3_CLASS_ID ? Value() : ControlValue(c, t);
 }
 
 using KeyBytes = std::vector<unsigned char>;

@@ -1,6 +1,5 @@
 // File name and file system built-ins.
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 
 #include "runtime.h"
@@ -76,30 +75,7 @@ void RegisterFileBuiltins(Interpreter& in) {
         for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
             if (!it->is_regular_file(ec)) continue;
             std::string name = it->path().filename().string();
-            // the same wildcards as matchPattern, ignoring case
-            const char* sp = name.c_str();
-            const char* pp = pattern.c_str();
-            const char *star = nullptr, *retry = nullptr;
-            bool match = true;
-            while (*sp) {
-                char sc = static_cast<char>(std::tolower(static_cast<unsigned char>(*sp)));
-                char pc = static_cast<char>(std::tolower(static_cast<unsigned char>(*pp)));
-                if (*pp == '*') {
-                    star = pp++;
-                    retry = sp;
-                } else if (*pp && (*pp == '?' || pc == sc)) {
-                    ++pp;
-                    ++sp;
-                } else if (star) {
-                    pp = star + 1;
-                    sp = ++retry;
-                } else {
-                    match = false;
-                    break;
-                }
-            }
-            while (match && *pp == '*') ++pp;
-            if (match && *pp == 0) names.push_back((dir / name).string());
+            if (MatchPattern(name.c_str(), pattern.c_str(), true)) names.push_back((dir / name).string());
         }
         std::sort(names.begin(), names.end());
         std::vector<Value> out;

@@ -19,8 +19,9 @@ bool KeyBool(const CallArgs& a, const char* key, bool def) {
     return v ? v->ToBool() : def;
 }
 
-// Wildcards: * any run, ? any one character.
-bool Match(const char* s, const char* p, bool ignoreCase) {
+}  // namespace
+
+bool MatchPattern(const char* s, const char* p, bool ignoreCase) {
     const char* star = nullptr;
     const char* retry = nullptr;
     while (*s) {
@@ -42,8 +43,6 @@ bool Match(const char* s, const char* p, bool ignoreCase) {
     while (*p == '*') ++p;
     return *p == 0;
 }
-
-}  // namespace
 
 void RegisterStringBuiltins(Interpreter& in) {
     in.RegisterPrimitive("substring", [](Interpreter&, const CallArgs& a) {
@@ -95,7 +94,7 @@ void RegisterStringBuiltins(Interpreter& in) {
         CheckArgCount("matchPattern", a, 1);
         const Value* p = a.Key("pattern");
         if (!p) throw RuntimeError("matchPattern needs pattern:");
-        return Value::Bool(Match(a[0].ToStringRef().c_str(), p->ToStringRef().c_str(), KeyBool(a, "ignoreCase", true)));
+        return Value::Bool(MatchPattern(a[0].ToStringRef().c_str(), p->ToStringRef().c_str(), KeyBool(a, "ignoreCase", true)));
     });
     in.RegisterPrimitive("replace", [](Interpreter&, const CallArgs& a) {
         CheckArgCount("replace", a, 4);

@@ -40,45 +40,34 @@ private:
     Value* data_;
 };
 
+// System globals go through their accessors; errors there are stamped with the node's place.
+Value ReadCell(const Node* n, GlobalCell* cell, Exec& x) {
+    if (!cell->system) return cell->value;
+    return Guarded(n, [&] { return cell->get(x.in); });
+}
+
+void WriteCell(const Node* n, GlobalCell* cell, Exec& x, const Value& v) {
+    if (!cell->system) {
+        cell->value = v;
+        return;
+    }
+    Guarded(n, [&] {
+        if (!cell->set) throw RuntimeError("Cannot set the value of " + std::string(cell->name.Str()));
+        cell->set(x.in, v);
+        return Value();
+    });
+}
+
 }  // namespace
 
 Value TimeLiteral::Eval(Exec&) {
     return Value::Time(static_cast<int32_t>(std::lround(ticks + frames * TicksPerFrame())));
 }
 
-Value GlobalVar::Eval(Exec& x) {
-    if (!cell->system) return cell->value;
-    return Guarded(this, [&] { return cell->get(x.in); });
-}
-
-void GlobalVar::Store(Exec& x, const Value& v) {
-    if (!cell->system) {
-        cell->value = v;
-        return;
-    }
-    Guarded(this, [&] {
-        if (!cell->set) throw RuntimeError("Cannot set the value of " + std::string(cell->name.Str()));
-        cell->set(x.in, v);
-        return Value();
-    });
-}
-
-Value GlobalScopeVar::Eval(Exec& x) {
-    if (!cell->system) return cell->value;
-    return Guarded(this, [&] { return cell->get(x.in); });
-}
-
-void GlobalScopeVar::Store(Exec& x, const Value& v) {
-    if (!cell->system) {
-        cell->value = v;
-        return;
-    }
-    Guarded(this, [&] {
-        if (!cell->set) throw RuntimeError("Cannot set the value of " + std::string(cell->name.Str()));
-        cell->set(x.in, v);
-        return Value();
-    });
-}
+Value GlobalVar::Eval(Exec& x) { return ReadCell(this, cell, x); }
+void GlobalVar::Store(Exec& x, const Value& v) { WriteCell(this, cell, x, v); }
+Value GlobalScopeVar::Eval(Exec& x) { return ReadCell(this, cell, x); }
+void GlobalScopeVar::Store(Exec& x, const Value& v) { WriteCell(this, cell, x, v); }
 
 Value PathExpr::Eval(Exec& x) {
     return Guarded(this, [&] { return x.in.Host().ResolvePath(x.in, path); });

@@ -704,29 +704,18 @@ private:
     }
 
     // ---- expressions ----------------------------------------------------------------------
-    Node* ParseOr() {
-        Node* l = ParseAnd();
-        while (IsKw(Kw::Or)) {
-            const Token& op = Take();
-            SkipNewlines();
-            auto* n = Make<Logical>(op);
-            n->isAnd = false;
-            n->lhs = l;
-            n->rhs = ParseAnd();
-            l = n;
-        }
-        return l;
-    }
+    Node* ParseOr() { return ParseLogical(Kw::Or, &Parser::ParseAnd); }
+    Node* ParseAnd() { return ParseLogical(Kw::And, &Parser::ParseNot); }
 
-    Node* ParseAnd() {
-        Node* l = ParseNot();
-        while (IsKw(Kw::And)) {
+    Node* ParseLogical(Kw kw, Node* (Parser::*next)()) {
+        Node* l = (this->*next)();
+        while (IsKw(kw)) {
             const Token& op = Take();
             SkipNewlines();
             auto* n = Make<Logical>(op);
-            n->isAnd = true;
+            n->isAnd = kw == Kw::And;
             n->lhs = l;
-            n->rhs = ParseNot();
+            n->rhs = (this->*next)();
             l = n;
         }
         return l;

@@ -185,6 +185,9 @@ private:
     std::vector<std::pair<Name, Value>> members_;
 };
 
+// Wildcards as matchPattern has them: * any run, ? any one character.
+bool MatchPattern(const char* s, const char* pattern, bool ignoreCase);
+
 // Built-in registration, one per topic.
 void RegisterCoreBuiltins(Interpreter& in);
 void RegisterMathBuiltins(Interpreter& in);

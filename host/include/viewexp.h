@@ -143,11 +143,14 @@ void DrawScene(ViewExp& vpt, TimeValue t);
 // Hit tests every visible, unfrozen node at t with the region of MakeHitRegion(type, crossing,
 // PickTolerance(), p) (HitTest on each node's evaluated object, then on its transform
 // controller when the object is missed) and answers the hit with the smallest pixel distance, nearer depth breaking ties;
-// null when nothing is hit. filter may be null.
+// null when nothing is hit. filter may be null. flags are HitTest's: HIT_SELONLY tests selected
+// nodes only, HIT_UNSELONLY unselected ones only; all flags reach the objects' HitTest.
 INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p,
-                     PickNodeCallback* filter = nullptr);
-// Every node hit by a box, circle or fence region (window or crossing), in hierarchy order.
-void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out);
+                     PickNodeCallback* filter = nullptr, int flags = 0);
+// Every node hit by a box, circle or fence region (window or crossing), in hierarchy order;
+// flags as for PickSceneNode, and HIT_ABORTONHIT stops at the first node hit.
+void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out,
+                    int flags = 0);
 
 // A click at p in vpt under the active pick mode: the mode's HitTest, then its Pick when
 // something was hit; a Pick that answers TRUE ends the mode. False when no mode is active or

@@ -4,9 +4,11 @@
 #include <cmath>
 #include <vector>
 
+#include "box3.h"
 #include "compound_control.h"
 #include "controllers_internal.h"
 #include "decomp.h"
+#include "gfx.h"
 #include "stdctrl.h"
 #include "value_ops.h"
 
@@ -66,6 +68,34 @@ class PRSControl : public CompoundControl {
         Matrix3& m = *static_cast<Matrix3*>(val);
         for (int i : {kPos, kRot, kScale})
             if (Control* c = Sub(i)) c->GetValue(t, &m, valid, CTRL_RELATIVE);
+    }
+
+    // A constraint placed as a sub-controller draws, picks and frames what it owns (viewlines,
+    // goal lines) for the node the PRS belongs to.
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int flags) override {
+        int drawn = 0;
+        for (int i : {kPos, kRot, kScale})
+            if (Control* c = Sub(i)) drawn |= c->Display(t, inode, vpt, flags);
+        return drawn;
+    }
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override {
+        int hit = 0;
+        for (int i : {kPos, kRot, kScale}) {
+            Control* c = Sub(i);
+            if (!c || !c->HitTest(t, inode, type, crossing, flags, p, vpt)) continue;
+            hit = 1;
+            if (flags & HIT_ABORTONHIT) break;
+        }
+        return hit;
+    }
+    void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override {
+        for (int i : {kPos, kRot, kScale}) {
+            Control* c = Sub(i);
+            if (!c) continue;
+            Box3 b;
+            c->GetWorldBoundBox(t, inode, vpt, b);
+            box += b;
+        }
     }
 
     void SetValue(TimeValue t, void* val, int commit = 1, GetSetMethod = CTRL_ABSOLUTE) override {

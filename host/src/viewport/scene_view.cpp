@@ -104,25 +104,33 @@ void DrawScene(ViewExp& vpt, TimeValue t) {
     ResetLimits(vpt);
 }
 
+static bool Pickable(INode* node, int flags) {
+    if (node->IsHidden() || node->IsFrozen()) return false;
+    if ((flags & HIT_SELONLY) && !node->Selected()) return false;
+    if ((flags & HIT_UNSELONLY) && node->Selected()) return false;
+    return true;
+}
+
 // The object first; what the transform controller draws (IK goal lines and the like) picks
 // the node as well when the object is missed.
-static bool HitNode(ViewExp& vpt, INode* node, TimeValue t, int type, int crossing, IPoint2* p) {
+static bool HitNode(ViewExp& vpt, INode* node, TimeValue t, int type, int crossing, int flags, IPoint2* p) {
     GraphicsWindow* gw = vpt.getGW();
     const ObjectState& os = node->EvalWorldState(t);
     if (os.obj) {
         ResetLimits(vpt);
         gw->clearHitCode();
-        if (os.obj->HitTest(t, node, type, crossing, 0, p, &vpt)) return true;
+        if (os.obj->HitTest(t, node, type, crossing, flags, p, &vpt)) return true;
     }
     if (Control* tmc = node->GetTMController()) {
         ResetLimits(vpt);
         gw->clearHitCode();
-        if (tmc->HitTest(t, node, type, crossing, 0, p, &vpt)) return true;
+        if (tmc->HitTest(t, node, type, crossing, flags, p, &vpt)) return true;
     }
     return false;
 }
 
-INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, PickNodeCallback* filter) {
+INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, PickNodeCallback* filter,
+                     int flags) {
     INode* root = GetCOREInterface()->GetRootNode();
     if (!root || !p) return nullptr;
     GraphicsWindow* gw = vpt.getGW();
@@ -130,9 +138,9 @@ INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2*
     DWORD bestDist = 0;
     float bestDepth = 0;
     ForEachNode(root, [&](INode* node) {
-        if (node->IsHidden() || node->IsFrozen()) return;
+        if (!Pickable(node, flags)) return;
         if (filter && !filter->Filter(node)) return;
-        if (!HitNode(vpt, node, t, type, crossing, p)) return;
+        if (!HitNode(vpt, node, t, type, crossing, flags, p)) return;
         DWORD d = gw->getHitDistance();
         float depth = gw->host_HitDepth();
         if (!best || d < bestDist || (d == bestDist && depth < bestDepth)) {
@@ -145,13 +153,15 @@ INode* PickSceneNode(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2*
     return best;
 }
 
-void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out) {
+void PickSceneNodes(ViewExp& vpt, TimeValue t, int type, int crossing, IPoint2* p, std::vector<INode*>& out,
+                    int flags) {
     out.clear();
     INode* root = GetCOREInterface()->GetRootNode();
     if (!root || !p) return;
     ForEachNode(root, [&](INode* node) {
-        if (node->IsHidden() || node->IsFrozen()) return;
-        if (HitNode(vpt, node, t, type, crossing, p)) out.push_back(node);
+        if ((flags & HIT_ABORTONHIT) && !out.empty()) return;
+        if (!Pickable(node, flags)) return;
+        if (HitNode(vpt, node, t, type, crossing, flags, p)) out.push_back(node);
     });
     ResetLimits(vpt);
 }

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "cmdmode.h"
 #include "viewport_fixture.h"
 
@@ -333,4 +335,125 @@ TEST_F(ViewportTest, PickModeClicksPickThroughItsFilterAndEndTheMode) {
     host::PickModeRightClick(vpt);
     EXPECT_EQ(ip->GetCurPickMode(), nullptr);
     EXPECT_EQ(first.exited, 2);
+}
+
+namespace {
+
+// A rotation controller that leaves the parent's frame alone and draws a line of `length`
+// along its node's X axis, as a constraint's viewline does.
+class LineRotation : public Control {
+public:
+    float length = 50.0f;
+    SClass_ID SuperClassID() override { return CTRL_ROTATION_CLASS_ID; }
+    Class_ID ClassID() override { return Class_ID(0x6A1D0E32, 0x2F4C9B11); }
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
+        return REF_SUCCEED;
+    }
+    void GetValue(TimeValue, void*, Interval&, GetSetMethod) override {}
+    void SetValue(TimeValue, void*, int, GetSetMethod) override {}
+    void Line(TimeValue t, INode* inode, Point3 (&pts)[2]) {
+        const Matrix3 tm = inode->GetNodeTM(t);
+        pts[0] = tm.GetTrans();
+        pts[1] = tm.GetTrans() + Normalize(tm.GetRow(0)) * length;
+    }
+    int Display(TimeValue t, INode* inode, ViewExp* vpt, int) override {
+        GraphicsWindow* gw = vpt->getGW();
+        gw->setTransform(Matrix3());
+        Point3 pts[2];
+        Line(t, inode, pts);
+        gw->polyline(2, pts, nullptr, FALSE, nullptr);
+        return 1;
+    }
+    int HitTest(TimeValue t, INode* inode, int type, int crossing, int, IPoint2* p, ViewExp* vpt) override {
+        GraphicsWindow* gw = vpt->getGW();
+        HitRegion hr;
+        MakeHitRegion(hr, type, crossing, host::PickTolerance(), p);
+        gw->setHitRegion(&hr);
+        gw->setRndLimits(gw->getRndLimits() | GW_PICK);
+        gw->setTransform(Matrix3());
+        Point3 pts[2];
+        Line(t, inode, pts);
+        gw->polyline(2, pts, nullptr, FALSE, nullptr);
+        return gw->checkHitCode();
+    }
+    void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp*, Box3& box) override {
+        Point3 pts[2];
+        Line(t, inode, pts);
+        box += pts[0];
+        box += pts[1];
+    }
+};
+
+}  // namespace
+
+TEST_F(ViewportTest, PRSSubControllersDrawPickAndFrameForTheirNode) {
+    ViewExp vpt;
+    FrontPixelView(vpt);  // world (x, z) -> pixel (100 + x, 100 - z)
+    INode* n = GetCOREInterface()->CreateObjectNode(nullptr, L"Aimed");
+    n->SetTMController(NewDefaultMatrix3Controller());
+    auto* line = new LineRotation;
+    ASSERT_TRUE(n->GetTMController()->SetRotationController(line));
+    Matrix3 tm;
+    tm.SetTrans(Point3(-30, 0, 20));
+    n->SetNodeTM(0, tm);
+
+    host::DrawScene(vpt, 0);
+    const host::DrawList& list = vpt.getGW()->host_DrawList();
+    ASSERT_EQ(list.prims.size(), 1u) << "the rotation controller draws through the PRS";
+    ASSERT_EQ(list.prims[0].count, 2u);
+    const host::ScreenVertex& a = list.vertices[list.prims[0].first];
+    const host::ScreenVertex& b = list.vertices[list.prims[0].first + 1];
+    EXPECT_NEAR(a.x, 70.0f, 0.5f);  // drawn from the node it belongs to
+    EXPECT_NEAR(a.y, 80.0f, 0.5f);
+    EXPECT_NEAR(b.x, 120.0f, 0.5f);
+    EXPECT_NEAR(b.y, 80.0f, 0.5f);
+
+    Interface* ip = GetCOREInterface();
+    EXPECT_EQ(ip->PickNode(&vpt, IPoint2(110, 82)), n);
+    EXPECT_EQ(ip->PickNode(&vpt, IPoint2(110, 90)), nullptr);
+    Box3 box = host::SceneWorldBox(vpt, 0);
+    EXPECT_NEAR(box.pmax.x, 20.0f, 1e-4f);
+    EXPECT_NEAR(box.pmin.x, -30.0f, 1e-4f);
+
+    // A turned parent turns the line: the PRS hands over its own node's world frame.
+    INode* parent = GetCOREInterface()->CreateObjectNode(nullptr, L"Parent");
+    parent->SetNodeTM(0, RotateYMatrix(1.5707964f));
+    parent->AttachChild(n, TRUE);
+    host::DrawScene(vpt, 0);
+    ASSERT_EQ(list.prims.size(), 1u);
+    EXPECT_NEAR(std::fabs(list.vertices[list.prims[0].first + 1].y - 80.0f), 50.0f, 0.5f);
+    EXPECT_NEAR(list.vertices[list.prims[0].first + 1].x, 70.0f, 0.5f);
+}
+
+TEST_F(ViewportTest, ScenePicksHonourSelectedAndUnselectedOnly) {
+    ViewExp vpt;
+    FrontPixelView(vpt);
+    INode* a = MakePoint(L"A", Point3(-20, 0, 0), 10.0f);
+    INode* b = MakePoint(L"B", Point3(20, 0, 0), 10.0f);
+    Interface* ip = GetCOREInterface();
+    ip->SelectNode(a);
+    IPoint2 atA(80, 100), atB(120, 100);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &atA, nullptr, HIT_SELONLY), a);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &atB, nullptr, HIT_SELONLY), nullptr);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &atA, nullptr, HIT_UNSELONLY), nullptr);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &atB, nullptr, HIT_UNSELONLY), b);
+    EXPECT_EQ(host::PickSceneNode(vpt, 0, HITTYPE_POINT, 0, &atB), b);
+
+    std::vector<INode*> hit;
+    IPoint2 all[2] = {IPoint2(50, 80), IPoint2(150, 120)};
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, all, hit);
+    EXPECT_EQ(hit.size(), 2u);
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, all, hit, HIT_SELONLY);
+    ASSERT_EQ(hit.size(), 1u);
+    EXPECT_EQ(hit[0], a);
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, all, hit, HIT_UNSELONLY);
+    ASSERT_EQ(hit.size(), 1u);
+    EXPECT_EQ(hit[0], b);
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, all, hit, HIT_ABORTONHIT);
+    EXPECT_EQ(hit.size(), 1u);
+    // Selection changes are seen by the next pick.
+    ip->SelectNode(b);  // clears a
+    host::PickSceneNodes(vpt, 0, HITTYPE_BOX, FALSE, all, hit, HIT_SELONLY);
+    ASSERT_EQ(hit.size(), 1u);
+    EXPECT_EQ(hit[0], b);
 }

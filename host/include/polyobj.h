@@ -12,6 +12,7 @@
 // convertToPoly) are the host:: functions at the end.
 #pragma once
 
+#include "chanvalid.h"
 #include "mnmesh.h"
 #include "object.h"
 #include "triobj.h"
@@ -20,7 +21,7 @@ class INode;
 
 constexpr Class_ID EPOLYOBJ_CLASS_ID(0x1BF8338D, 0x192F6098);
 
-class PolyObject : public GeomObject {
+class PolyObject : public host::ChannelValidityObject<GeomObject> {
 public:
     MNMesh mm;
 
@@ -28,13 +29,8 @@ public:
     int IsSubClassOf(Class_ID classID) override { return classID == polyObjectClassID || classID == ClassID(); }
     MNMesh& GetMesh() { return mm; }
 
-    ObjectState Eval(TimeValue t) override { (void)t; return ObjectState(this); }
-    Interval ChannelValidity(TimeValue t, int chan) override { (void)t; return valid_.Get(chan); }
-    void SetChannelValidity(int nchan, Interval v) override { valid_.Set(nchan, v); }
-    void UpdateValidity(int nchan, Interval v) override { valid_.Update(nchan, v); }
     void InvalidateChannels(ChannelMask channels) override;
 
-    int IsDeformable() override { return TRUE; }
     int NumPoints() override { return mm.numv; }
     Point3 GetPoint(int i) override { return i >= 0 && i < mm.numv ? mm.P(i) : Point3(); }
     void SetPoint(int i, const Point3& p) override {
@@ -55,15 +51,9 @@ public:
     // points are copied.
     bool host_CopyChannels(Object* fromOb, ChannelMask channels) override;
 
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
     ReferenceTarget* Clone(RemapDir& remap) override;
     IOResult Save(ISave* isave) override;
     IOResult Load(ILoad* iload) override;
-
-protected:
-    host::ChannelValidities valid_;
 };
 
 // The Editable Poly ("Editable_Poly").

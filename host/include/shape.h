@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "box3.h"
+#include "chanvalid.h"
 #include "object.h"
 
 class ISave;
@@ -152,17 +153,13 @@ private:
 
 // The editable spline ("SplineShape"): a ShapeObject holding a BezierShape. Its points for
 // deformers are, per knot, the in handle, the knot and the out handle (3 per knot).
-class SplineShape : public ShapeObject {
+class SplineShape : public host::ChannelValidityObject<ShapeObject> {
 public:
     BezierShape shape;
 
     Class_ID ClassID() override { return splineShapeClassID; }
     int IsSubClassOf(Class_ID classID) override { return classID == splineShapeClassID || classID == ClassID(); }
 
-    ObjectState Eval(TimeValue t) override { (void)t; return ObjectState(this); }
-    Interval ChannelValidity(TimeValue t, int chan) override { (void)t; return valid_.Get(chan); }
-    void SetChannelValidity(int nchan, Interval v) override { valid_.Set(nchan, v); }
-    void UpdateValidity(int nchan, Interval v) override { valid_.Update(nchan, v); }
 
     int NumberOfCurves(TimeValue t) override { (void)t; return shape.SplineCount(); }
     BOOL CurveClosed(TimeValue t, int curve) override;
@@ -172,7 +169,6 @@ public:
     int NumberOfPieces(TimeValue t, int curve) override;
     Point3 InterpPiece3D(TimeValue t, int curve, int piece, float param, int ptype = PARAM_SIMPLE) override;
 
-    int IsDeformable() override { return TRUE; }
     int NumPoints() override;
     Point3 GetPoint(int i) override;
     void SetPoint(int i, const Point3& p) override;
@@ -181,13 +177,7 @@ public:
 
     Object* MakeShallowCopy(ChannelMask channels) override;
     bool host_CopyChannels(Object* fromOb, ChannelMask channels) override;
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
     ReferenceTarget* Clone(RemapDir& remap) override;
     IOResult Save(ISave* isave) override;
     IOResult Load(ILoad* iload) override;
-
-protected:
-    host::ChannelValidities valid_;
 };

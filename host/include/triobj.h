@@ -9,12 +9,13 @@
 // invisible edges; to EDITTRIOBJ_CLASS_ID a new editable mesh with a copy of the mesh.
 #pragma once
 
+#include "chanvalid.h"
 #include "mesh.h"
 #include "object.h"
 
 constexpr Class_ID EDITTRIOBJ_CLASS_ID(0xE44F10B3, 0);
 
-class TriObject : public GeomObject {
+class TriObject : public host::ChannelValidityObject<GeomObject> {
 public:
     Mesh mesh;
 
@@ -23,13 +24,8 @@ public:
     int IsSubClassOf(Class_ID classID) override { return classID == triObjectClassID || classID == ClassID(); }
     Mesh& GetMesh() { return mesh; }
 
-    ObjectState Eval(TimeValue t) override { (void)t; return ObjectState(this); }
-    Interval ChannelValidity(TimeValue t, int chan) override { (void)t; return valid_.Get(chan); }
-    void SetChannelValidity(int nchan, Interval v) override { valid_.Set(nchan, v); }
-    void UpdateValidity(int nchan, Interval v) override { valid_.Update(nchan, v); }
     void InvalidateChannels(ChannelMask channels) override;
 
-    int IsDeformable() override { return TRUE; }
     int NumPoints() override { return mesh.numVerts; }
     Point3 GetPoint(int i) override { return mesh.getVert(i); }
     void SetPoint(int i, const Point3& p) override { mesh.setVert(i, p); }
@@ -49,15 +45,9 @@ public:
     // the same vertex count only the points are copied; the faces stay.
     bool host_CopyChannels(Object* fromOb, ChannelMask channels) override;
 
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
     ReferenceTarget* Clone(RemapDir& remap) override;
     IOResult Save(ISave* isave) override;
     IOResult Load(ILoad* iload) override;
-
-protected:
-    host::ChannelValidities valid_;
 };
 
 // A new empty TriObject (the caller owns it until it is referenced).

@@ -7,55 +7,60 @@
 #include <QDoubleSpinBox>
 #include <QSpinBox>
 
+namespace host {
+
+// The drag behaviour both spinners share. Spin is the Qt spin box, Value its value type;
+// Derived declares the interactiveChanged signal (a template cannot carry signals).
+template <class Derived, class Spin, class Value>
+class InteractiveSpinBox : public Spin {
+public:
+    explicit InteractiveSpinBox(QWidget* parent);
+    bool isInteractive() const { return interactive_; }
+    void beginInteractive();
+    void endInteractive(bool cancelled);
+
+protected:
+    void mousePressEvent(QMouseEvent* e) override;
+    void mouseReleaseEvent(QMouseEvent* e) override;
+    void keyPressEvent(QKeyEvent* e) override;
+
+private:
+    bool interactive_ = false;
+    Value startValue_{};
+};
+
+}  // namespace host
+
 namespace MaxSDK {
 
-class QmaxDoubleSpinBox : public QDoubleSpinBox {
+class QmaxDoubleSpinBox
+    : public host::InteractiveSpinBox<QmaxDoubleSpinBox, QDoubleSpinBox, double> {
     Q_OBJECT
 public:
-    explicit QmaxDoubleSpinBox(QWidget* parent = nullptr);
-    bool isInteractive() const { return interactive_; }
+    explicit QmaxDoubleSpinBox(QWidget* parent = nullptr) : InteractiveSpinBox(parent) {}
 
 public slots:
     // Starts an interactive change; nothing happens if one is under way.
-    void beginInteractive();
+    void beginInteractive() { InteractiveSpinBox::beginInteractive(); }
     // Ends it; with cancelled the value returns to where the change began.
-    void endInteractive(bool cancelled = false);
+    void endInteractive(bool cancelled = false) { InteractiveSpinBox::endInteractive(cancelled); }
 
 signals:
     // interactive true at the start of a drag; false at its end, with whether it was cancelled.
     void interactiveChanged(bool interactive, bool cancelled);
-
-protected:
-    void mousePressEvent(QMouseEvent* e) override;
-    void mouseReleaseEvent(QMouseEvent* e) override;
-    void keyPressEvent(QKeyEvent* e) override;
-
-private:
-    bool interactive_ = false;
-    double startValue_ = 0.0;
 };
 
-class QmaxSpinBox : public QSpinBox {
+class QmaxSpinBox : public host::InteractiveSpinBox<QmaxSpinBox, QSpinBox, int> {
     Q_OBJECT
 public:
-    explicit QmaxSpinBox(QWidget* parent = nullptr);
-    bool isInteractive() const { return interactive_; }
+    explicit QmaxSpinBox(QWidget* parent = nullptr) : InteractiveSpinBox(parent) {}
 
 public slots:
-    void beginInteractive();
-    void endInteractive(bool cancelled = false);
+    void beginInteractive() { InteractiveSpinBox::beginInteractive(); }
+    void endInteractive(bool cancelled = false) { InteractiveSpinBox::endInteractive(cancelled); }
 
 signals:
     void interactiveChanged(bool interactive, bool cancelled);
-
-protected:
-    void mousePressEvent(QMouseEvent* e) override;
-    void mouseReleaseEvent(QMouseEvent* e) override;
-    void keyPressEvent(QKeyEvent* e) override;
-
-private:
-    bool interactive_ = false;
-    int startValue_ = 0;
 };
 
 }  // namespace MaxSDK

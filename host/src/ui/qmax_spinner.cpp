@@ -3,98 +3,62 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 
-namespace MaxSDK {
+namespace host {
 
 // A press on the arrows starts a drag; the right button during a drag cancels it, as Escape
 // does.
-QmaxDoubleSpinBox::QmaxDoubleSpinBox(QWidget* parent) : QDoubleSpinBox(parent) {
-    setKeyboardTracking(false);
-    setAccelerated(true);
+template <class Derived, class Spin, class Value>
+InteractiveSpinBox<Derived, Spin, Value>::InteractiveSpinBox(QWidget* parent) : Spin(parent) {
+    this->setKeyboardTracking(false);
+    this->setAccelerated(true);
 }
 
-void QmaxDoubleSpinBox::beginInteractive() {
+template <class Derived, class Spin, class Value>
+void InteractiveSpinBox<Derived, Spin, Value>::beginInteractive() {
     if (interactive_) return;
     interactive_ = true;
-    startValue_ = value();
-    emit interactiveChanged(true, false);
+    startValue_ = this->value();
+    emit static_cast<Derived*>(this)->interactiveChanged(true, false);
 }
 
-void QmaxDoubleSpinBox::endInteractive(bool cancelled) {
+template <class Derived, class Spin, class Value>
+void InteractiveSpinBox<Derived, Spin, Value>::endInteractive(bool cancelled) {
     if (!interactive_) return;
     interactive_ = false;
     if (cancelled) {
-        const bool was = blockSignals(true);
-        setValue(startValue_);
-        blockSignals(was);
+        const bool was = this->blockSignals(true);
+        this->setValue(startValue_);
+        this->blockSignals(was);
     }
-    emit interactiveChanged(false, cancelled);
+    emit static_cast<Derived*>(this)->interactiveChanged(false, cancelled);
 }
 
-void QmaxDoubleSpinBox::mousePressEvent(QMouseEvent* e) {
+template <class Derived, class Spin, class Value>
+void InteractiveSpinBox<Derived, Spin, Value>::mousePressEvent(QMouseEvent* e) {
     if (interactive_ && e->button() == Qt::RightButton) {
         endInteractive(true);
         return;
     }
     if (e->button() == Qt::LeftButton) beginInteractive();
-    QDoubleSpinBox::mousePressEvent(e);
+    Spin::mousePressEvent(e);
 }
 
-void QmaxDoubleSpinBox::mouseReleaseEvent(QMouseEvent* e) {
-    QDoubleSpinBox::mouseReleaseEvent(e);
+template <class Derived, class Spin, class Value>
+void InteractiveSpinBox<Derived, Spin, Value>::mouseReleaseEvent(QMouseEvent* e) {
+    Spin::mouseReleaseEvent(e);
     if (e->button() == Qt::LeftButton) endInteractive(false);
 }
 
-void QmaxDoubleSpinBox::keyPressEvent(QKeyEvent* e) {
+template <class Derived, class Spin, class Value>
+void InteractiveSpinBox<Derived, Spin, Value>::keyPressEvent(QKeyEvent* e) {
     if (interactive_ && e->key() == Qt::Key_Escape) {
         endInteractive(true);
         return;
     }
-    QDoubleSpinBox::keyPressEvent(e);
+    Spin::keyPressEvent(e);
 }
 
-QmaxSpinBox::QmaxSpinBox(QWidget* parent) : QSpinBox(parent) {
-    setKeyboardTracking(false);
-    setAccelerated(true);
-}
+template class InteractiveSpinBox<MaxSDK::QmaxDoubleSpinBox, QDoubleSpinBox, double>;
+template class InteractiveSpinBox<MaxSDK::QmaxSpinBox, QSpinBox, int>;
 
-void QmaxSpinBox::beginInteractive() {
-    if (interactive_) return;
-    interactive_ = true;
-    startValue_ = value();
-    emit interactiveChanged(true, false);
-}
-
-void QmaxSpinBox::endInteractive(bool cancelled) {
-    if (!interactive_) return;
-    interactive_ = false;
-    if (cancelled) {
-        const bool was = blockSignals(true);
-        setValue(startValue_);
-        blockSignals(was);
-    }
-    emit interactiveChanged(false, cancelled);
-}
-
-void QmaxSpinBox::mousePressEvent(QMouseEvent* e) {
-    if (interactive_ && e->button() == Qt::RightButton) {
-        endInteractive(true);
-        return;
-    }
-    if (e->button() == Qt::LeftButton) beginInteractive();
-    QSpinBox::mousePressEvent(e);
-}
-
-void QmaxSpinBox::mouseReleaseEvent(QMouseEvent* e) {
-    QSpinBox::mouseReleaseEvent(e);
-    if (e->button() == Qt::LeftButton) endInteractive(false);
-}
-
-void QmaxSpinBox::keyPressEvent(QKeyEvent* e) {
-    if (interactive_ && e->key() == Qt::Key_Escape) {
-        endInteractive(true);
-        return;
-    }
-    QSpinBox::keyPressEvent(e);
-}
-
-}  // namespace MaxSDK
+}  // namespace host

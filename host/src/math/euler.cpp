@@ -248,18 +248,26 @@ Point3 RotationValue::ToEulerAngles(int order) const {
     return r;
 }
 
+namespace {
+// The angles in the order EulerToQuat and EulerToMatrix read them; a repeated-axis order keeps
+// them as stored.
+void StoredAngles(const Quat& stored, int rep, float a[3]) {
+    if (rep >= RotationValue::kReptd) {
+        a[0] = stored.x;
+        a[1] = stored.y;
+        a[2] = stored.z;
+        return;
+    }
+    const float byAxis[3] = {stored.x, stored.y, stored.z};
+    for (int i = 0; i < 3; ++i)
+        a[i] = byAxis[kAxes[rep][i]];
+}
+}  // namespace
+
 Quat RotationValue::ToQuat() const {
     if (mRep == kQuat) return mQ;
     float a[3];
-    if (mRep >= kReptd) {
-        a[0] = mQ.x;
-        a[1] = mQ.y;
-        a[2] = mQ.z;
-    } else {
-        float byAxis[3] = {mQ.x, mQ.y, mQ.z};
-        for (int i = 0; i < 3; ++i)
-            a[i] = byAxis[kAxes[mRep][i]];
-    }
+    StoredAngles(mQ, mRep, a);
     Quat q;
     EulerToQuat(a, q, mRep);
     return q;
@@ -272,15 +280,7 @@ RotationValue::operator Matrix3() const {
         return m;
     }
     float a[3];
-    if (mRep >= kReptd) {
-        a[0] = mQ.x;
-        a[1] = mQ.y;
-        a[2] = mQ.z;
-    } else {
-        float byAxis[3] = {mQ.x, mQ.y, mQ.z};
-        for (int i = 0; i < 3; ++i)
-            a[i] = byAxis[kAxes[mRep][i]];
-    }
+    StoredAngles(mQ, mRep, a);
     Matrix3 m;
     EulerToMatrix(a, m, mRep);
     return m;
@@ -297,10 +297,8 @@ void RotationValue::PostRotate(const AngAxis& aa) {
         return;
     }
     float a[3];
-    bool repeated = mRep >= kReptd;
-    float stored[3] = {mQ.x, mQ.y, mQ.z};
-    for (int i = 0; i < 3; ++i)
-        a[i] = repeated ? stored[i] : stored[kAxes[mRep][i]];
+    StoredAngles(mQ, mRep, a);
+    const bool repeated = mRep >= kReptd;
     ContinuousQuatToEuler(q, a, mRep);
     if (repeated) {
         mQ = Quat(a[0], a[1], a[2], 0.0f);

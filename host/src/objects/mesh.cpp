@@ -41,12 +41,7 @@ int Face::GetEdgeIndex(DWORD v0, DWORD v1) const {
 
 Mesh::Mesh() { maps_.resize(2); }
 
-Mesh::Mesh(const Mesh& m)
-    : vertSel(m.vertSel), faceSel(m.faceSel), edgeSel(m.edgeSel), selLevel(m.selLevel), vertData_(m.vertData_),
-      faceData_(m.faceData_), maps_(m.maps_), vnormals_(m.vnormals_), normalsValid_(m.normalsValid_),
-      bdgBox_(m.bdgBox_), boxValid_(m.boxValid_) {
-    Sync();
-}
+Mesh::Mesh(const Mesh& m) { *this = m; }
 
 Mesh& Mesh::operator=(const Mesh& m) {
     if (this == &m) return *this;

@@ -89,15 +89,7 @@ void MNFace::GetTriangles(std::vector<int>& tri) const {
 
 MNMesh::MNMesh() = default;
 
-MNMesh::MNMesh(const MNMesh& from)
-    : selLevel(from.selLevel), verts_(from.verts_), faces_(from.faces_), edges_(from.edges_), maps_(from.maps_),
-      flags_(from.flags_) {
-    if (from.normals_) {
-        normals_ = std::make_unique<MNNormalSpec>(*from.normals_);
-        normals_->parent_ = this;
-    }
-    Sync();
-}
+MNMesh::MNMesh(const MNMesh& from) { *this = from; }
 
 MNMesh& MNMesh::operator=(const MNMesh& from) {
     if (this == &from) return *this;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "gfloat.h"
@@ -40,6 +41,22 @@ class Holder : public ReferenceMaker {
 
   private:
     std::vector<ReferenceTarget*> refs_;
+};
+
+// Every keyframe controller class (Bezier, TCB, linear) with its super class.
+inline const std::pair<SClass_ID, ULONG> kKeyframeClasses[] = {
+    {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},
+    {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
+    {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},
+    {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
+    {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},
+    {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
+    {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},
+    {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
+    {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},
+    {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
+    {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},
+    {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
 };
 
 inline Control* Make(SClass_ID sc, Class_ID id) { return static_cast<Control*>(CreateInstance(sc, id)); }

@@ -49,21 +49,7 @@ class SaveLoad : public ControllerTest {
 };
 
 TEST_F(SaveLoad, EveryKeyframeControllerRoundTripsItsKeys) {
-    const std::pair<SClass_ID, ULONG> classes[] = {
-        {CTRL_FLOAT_CLASS_ID, HYBRIDINTERP_FLOAT_CLASS_ID},
-        {CTRL_POSITION_CLASS_ID, HYBRIDINTERP_POSITION_CLASS_ID},
-        {CTRL_POINT3_CLASS_ID, HYBRIDINTERP_POINT3_CLASS_ID},
-        {CTRL_SCALE_CLASS_ID, HYBRIDINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, TCBINTERP_FLOAT_CLASS_ID},
-        {CTRL_POSITION_CLASS_ID, TCBINTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, TCBINTERP_ROTATION_CLASS_ID},
-        {CTRL_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID},
-        {CTRL_FLOAT_CLASS_ID, LININTERP_FLOAT_CLASS_ID},
-        {CTRL_POSITION_CLASS_ID, LININTERP_POSITION_CLASS_ID},
-        {CTRL_ROTATION_CLASS_ID, LININTERP_ROTATION_CLASS_ID},
-        {CTRL_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID},
-    };
-    for (auto [sc, id] : classes) {
+    for (auto [sc, id] : kKeyframeClasses) {
         Holder h(2);
         Control* c = h.Hold(Make(sc, id));
         ASSERT_NE(c, nullptr);

@@ -4,22 +4,7 @@ using namespace pbtest;
 
 namespace {
 
-class Animate : public PBTest {
-protected:
-    void SetUp() override {
-        PBTest::SetUp();
-        Accessor() = ProbeAccessor();
-        Validator() = ProbeValidator();
-        owner = NewOwner();
-        pb = owner->pb;
-    }
-    void TearDown() override {
-        owner->DeleteMe();
-        PBTest::TearDown();
-    }
-    Owner* owner = nullptr;
-    IParamBlock2* pb = nullptr;
-};
+class Animate : public OwnerTest {};
 
 }  // namespace
 

@@ -4,25 +4,12 @@ using namespace pbtest;
 
 namespace {
 
-class Controllers : public PBTest {
+class Controllers : public OwnerTest {
 protected:
-    void SetUp() override {
-        PBTest::SetUp();
-        Accessor() = ProbeAccessor();
-        Validator() = ProbeValidator();
-        owner = NewOwner();
-        pb = owner->pb;
-    }
-    void TearDown() override {
-        owner->DeleteMe();
-        PBTest::TearDown();
-    }
     bool DependsOnBlock(ReferenceTarget* t) {
         const auto& d = t->Dependents();
         return std::find(d.begin(), d.end(), pb) != d.end();
     }
-    Owner* owner = nullptr;
-    IParamBlock2* pb = nullptr;
 };
 
 }  // namespace

@@ -6,25 +6,12 @@ using namespace pbtest;
 
 namespace {
 
-class Refs : public PBTest {
+class Refs : public OwnerTest {
 protected:
-    void SetUp() override {
-        PBTest::SetUp();
-        Accessor() = ProbeAccessor();
-        Validator() = ProbeValidator();
-        owner = NewOwner();
-        pb = owner->pb;
-    }
-    void TearDown() override {
-        if (owner) owner->DeleteMe();
-        PBTest::TearDown();
-    }
     bool DependsOnBlock(ReferenceTarget* t, IParamBlock2* block) {
         const auto& d = t->Dependents();
         return std::find(d.begin(), d.end(), block) != d.end();
     }
-    Owner* owner = nullptr;
-    IParamBlock2* pb = nullptr;
 };
 
 IParamBlock2* NewEmptyBlock() {

@@ -4,27 +4,14 @@ using namespace pbtest;
 
 namespace {
 
-class Tables : public PBTest {
+class Tables : public OwnerTest {
 protected:
-    void SetUp() override {
-        PBTest::SetUp();
-        Accessor() = ProbeAccessor();
-        Validator() = ProbeValidator();
-        owner = NewOwner();
-        pb = owner->pb;
-    }
-    void TearDown() override {
-        owner->DeleteMe();
-        PBTest::TearDown();
-    }
     std::vector<float> Weights() {
         std::vector<float> w;
         for (int k = 0; k < pb->Count(pb_float_tab); ++k) w.push_back(pb->GetFloat(pb_float_tab, 0, k));
         return w;
     }
     INode* Node(const MCHAR* name) { return GetCOREInterface()->CreateObjectNode(nullptr, name); }
-    Owner* owner = nullptr;
-    IParamBlock2* pb = nullptr;
 };
 
 using W = std::vector<float>;

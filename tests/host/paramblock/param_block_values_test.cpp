@@ -9,22 +9,7 @@ using namespace pbtest;
 
 namespace {
 
-class Values : public PBTest {
-protected:
-    void SetUp() override {
-        PBTest::SetUp();
-        Accessor() = ProbeAccessor();
-        Validator() = ProbeValidator();
-        owner = NewOwner();
-        pb = owner->pb;
-    }
-    void TearDown() override {
-        owner->DeleteMe();
-        PBTest::TearDown();
-    }
-    Owner* owner = nullptr;
-    IParamBlock2* pb = nullptr;
-};
+class Values : public OwnerTest {};
 
 MSTR TestFolderResolver(const MCHAR* prefix, const MSTR& stored) { return MSTR(prefix) + stored; }
 

@@ -286,4 +286,23 @@ private:
     long live_ = 0;
 };
 
+// A block on a fresh owner, with the probe accessor and validator installed. A test that
+// deletes the owner itself sets owner to null.
+class OwnerTest : public PBTest {
+protected:
+    void SetUp() override {
+        PBTest::SetUp();
+        Accessor() = ProbeAccessor();
+        Validator() = ProbeValidator();
+        owner = NewOwner();
+        pb = owner->pb;
+    }
+    void TearDown() override {
+        if (owner) owner->DeleteMe();
+        PBTest::TearDown();
+    }
+    Owner* owner = nullptr;
+    IParamBlock2* pb = nullptr;
+};
+
 }  // namespace pbtest

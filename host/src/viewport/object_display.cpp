@@ -54,66 +54,53 @@ Matrix3 ObjectToView(INode* inode, TimeValue t, ViewExp* vpt) {
     return inode->GetObjectTM(t) * affine;
 }
 
-void DrawMesh(TimeValue t, INode* inode, ViewExp* vpt, Mesh& mesh, bool solid, bool picking) {
+// Faces flat-shaded (back faces culled) and, unshaded or selected, their edges. forEachFace
+// hands each visible face to its argument as (points, count, edge visibility or null).
+template <class ForEachFace>
+void DrawFaces(TimeValue t, INode* inode, ViewExp* vpt, bool solid, bool picking, ForEachFace&& forEachFace) {
     GraphicsWindow* gw = vpt->getGW();
     gw->setTransform(inode->GetObjectTM(t));
-    Point3 color = host::NodeDrawColor(inode);
     const bool shaded = solid && (picking || !vpt->IsWire());
     if (shaded) {
         Matrix3 toView = ObjectToView(inode, t, vpt);
         Point3 base = host_WireColorToPoint3(inode->GetWireColor());
         DWORD limits = gw->getRndLimits();
         gw->setRndLimits(limits | GW_BACKCULL);
-        for (int f = 0; f < mesh.getNumFaces(); ++f) {
-            const Face& face = mesh.faces[f];
-            if (face.Hidden()) continue;
-            Point3 tri[3] = {mesh.getVert(int(face.v[0])), mesh.getVert(int(face.v[1])), mesh.getVert(int(face.v[2]))};
-            if (!picking) gw->setColor(FILL_COLOR, Shade(base, tri[0], tri[1], tri[2], toView));
-            gw->polygon(3, tri, nullptr, nullptr);
-        }
+        forEachFace([&](Point3* pts, int n, int*) {
+            if (!picking) gw->setColor(FILL_COLOR, Shade(base, pts[0], pts[1], pts[2], toView));
+            gw->polygon(n, pts, nullptr, nullptr);
+        });
         gw->setRndLimits(limits);
         // A shaded mesh shows its edges only when selected.
         if (picking || !inode->Selected()) return;
     }
-    gw->setColor(LINE_COLOR, color);
-    for (int f = 0; f < mesh.getNumFaces(); ++f) {
-        const Face& face = mesh.faces[f];
-        if (face.Hidden()) continue;
-        Point3 tri[3] = {mesh.getVert(int(face.v[0])), mesh.getVert(int(face.v[1])), mesh.getVert(int(face.v[2]))};
-        int es[3] = {int(face.getEdgeVis(0)), int(face.getEdgeVis(1)), int(face.getEdgeVis(2))};
-        gw->polyline(3, tri, nullptr, TRUE, es);
-    }
+    gw->setColor(LINE_COLOR, host::NodeDrawColor(inode));
+    forEachFace([&](Point3* pts, int n, int* edgeVis) { gw->polyline(n, pts, nullptr, TRUE, edgeVis); });
+}
+
+void DrawMesh(TimeValue t, INode* inode, ViewExp* vpt, Mesh& mesh, bool solid, bool picking) {
+    DrawFaces(t, inode, vpt, solid, picking, [&](auto&& draw) {
+        for (int f = 0; f < mesh.getNumFaces(); ++f) {
+            const Face& face = mesh.faces[f];
+            if (face.Hidden()) continue;
+            Point3 tri[3] = {mesh.getVert(int(face.v[0])), mesh.getVert(int(face.v[1])), mesh.getVert(int(face.v[2]))};
+            int es[3] = {int(face.getEdgeVis(0)), int(face.getEdgeVis(1)), int(face.getEdgeVis(2))};
+            draw(tri, 3, es);
+        }
+    });
 }
 
 void DrawPoly(TimeValue t, INode* inode, ViewExp* vpt, MNMesh& mm, bool solid, bool picking) {
-    GraphicsWindow* gw = vpt->getGW();
-    gw->setTransform(inode->GetObjectTM(t));
     std::vector<Point3> pts;
-    const bool shaded = solid && (picking || !vpt->IsWire());
-    if (shaded) {
-        Matrix3 toView = ObjectToView(inode, t, vpt);
-        Point3 base = host_WireColorToPoint3(inode->GetWireColor());
-        DWORD limits = gw->getRndLimits();
-        gw->setRndLimits(limits | GW_BACKCULL);
+    DrawFaces(t, inode, vpt, solid, picking, [&](auto&& draw) {
         for (int f = 0; f < mm.numf; ++f) {
             const MNFace& face = mm.f[f];
             if (face.GetFlag(MN_DEAD) || face.deg < 3) continue;
             pts.clear();
             for (int k = 0; k < face.deg; ++k) pts.push_back(mm.P(face.vtx[size_t(k)]));
-            if (!picking) gw->setColor(FILL_COLOR, Shade(base, pts[0], pts[1], pts[2], toView));
-            gw->polygon(int(pts.size()), pts.data(), nullptr, nullptr);
+            draw(pts.data(), int(pts.size()), nullptr);
         }
-        gw->setRndLimits(limits);
-        if (picking || !inode->Selected()) return;
-    }
-    gw->setColor(LINE_COLOR, host::NodeDrawColor(inode));
-    for (int f = 0; f < mm.numf; ++f) {
-        const MNFace& face = mm.f[f];
-        if (face.GetFlag(MN_DEAD) || face.deg < 3) continue;
-        pts.clear();
-        for (int k = 0; k < face.deg; ++k) pts.push_back(mm.P(face.vtx[size_t(k)]));
-        gw->polyline(int(pts.size()), pts.data(), nullptr, TRUE, nullptr);
-    }
+    });
 }
 
 void DrawPointHelper(PointHelpObject* obj, TimeValue t, INode* inode, ViewExp* vpt) {

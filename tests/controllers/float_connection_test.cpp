@@ -3,7 +3,9 @@
 #include <vector>
 
 #include "connection_scene.h"
+#include "controllers/aim_constraint.h"
 #include "controllers/float_connection.h"
+#include "controllers/float_expose_tm.h"
 #include "icurvctl.h"
 #include "ifnpub.h"
 #include "maxscript.h"
@@ -244,6 +246,51 @@ TEST_F(ConnectionTest, CyclesAreRefusedWithTheirMessageOnEachPath) {
     EXPECT_EQ(back->targetOwner, XYZOf(e));
     EXPECT_EQ(back->TargetIndex(), 0);
     (void)bd;
+}
+
+TEST_F(ConnectionTest, ANodeCannotAimAtWhatAChainOfConnectionsBuildsFromItself) {
+    // A aims at T; T.x will read H.x, H.x reads E.x, and E.x exposes A's own transform.
+    INode* a = XYZNode(L"A");
+    auto* aim = new kt::AimConstraint();
+    ASSERT_TRUE(a->GetTMController()->SetRotationController(aim));
+    INode* t = XYZNode(L"T");
+    INode* h = XYZNode(L"H");
+    INode* e = XYZNode(L"E");
+    ASSERT_TRUE(aim->pblock->SetValue(kt::AimConstraint::ac_target, 0, t));
+    auto* expose = new kt::FloatExposeTM();
+    ASSERT_TRUE(XYZOf(e)->AssignController(expose, 0));
+    ASSERT_TRUE(expose->pblock->SetValue(kt::FloatExposeTM::pb_expose_node, 0, a));
+    Connect(h, 0, e, 0);
+    auto* onT = new FloatConnection();
+    ASSERT_TRUE(XYZOf(t)->AssignController(onT, 0));
+
+    host::ScriptedPrompts prompts;
+    host::PromptProvider* oldPrompts = host::SetPromptProvider(&prompts);
+    host::ScriptedTrackPicks picks;
+    host::TrackPickProvider* oldPicks = host::SetTrackPickProvider(&picks);
+    picks.Push(XYZOf(h), 0);
+    EXPECT_FALSE(onT->PickTarget());
+    ASSERT_EQ(prompts.AskedPrompts().size(), 1u);
+    EXPECT_EQ(prompts.AskedPrompts()[0].text, L"Circular Dependency");
+    EXPECT_EQ(onT->targetOwner, nullptr);
+    host::SetPromptProvider(oldPrompts);
+    host::SetTrackPickProvider(oldPicks);
+
+    FPValue caught;
+    ASSERT_TRUE(RunScript(L"try ($T[3][1][1].controller.SetTarget $H[3][1][1]) catch (getCurrentException())",
+                          &caught));
+    ASSERT_EQ(caught.type, TYPE_STRING);
+    EXPECT_NE(std::wstring(caught.s).find(L"AddTarget - setting reference would create circular dependency: "),
+              std::wstring::npos)
+        << caught.s;
+    EXPECT_EQ(onT->targetOwner, nullptr);
+
+    // The aim is the link that closes the loop: without it the same chain is wired, and
+    // then the aim may not take T back.
+    ASSERT_TRUE(aim->pblock->SetValue(kt::AimConstraint::ac_target, 0, static_cast<INode*>(nullptr)));
+    EXPECT_EQ(onT->AssignTarget(XYZOf(h), 0, false), 1);
+    EXPECT_FALSE(aim->pblock->SetValue(kt::AimConstraint::ac_target, 0, t));
+    EXPECT_EQ(aim->pblock->GetINode(kt::AimConstraint::ac_target), nullptr);
 }
 
 TEST_F(ConnectionTest, TargetAssignmentUndoesAndRedoesAsOneStep) {

@@ -110,6 +110,45 @@ TEST_F(SingleTargetTest, AimPointsEachAxisAtItsTargetUnderEveryParent) {
     }
 }
 
+TEST_F(SingleTargetTest, AimViewlineIsDrawnWithTheSceneAlongTheAimAxis) {
+    ViewExp vpt;  // a front view, one world unit a pixel: (x, z) -> pixel (100 + x, 100 - z)
+    vpt.host_SetSize(200, 200);
+    vpt.host_SetViewType(VIEW_FRONT);
+    Matrix3 affine;
+    vpt.GetAffineTM(affine);
+    vpt.host_SetOrthographic(affine, 200.0f);
+    AimConstraint* aim = nullptr;
+    INode* n = AimedNode(L"N", nullptr, Point3(-30, 0, 0), aim);
+    INode* target = MakeNode(L"T", nullptr, TransMatrix(Point3(70, 0, 0)));
+    ASSERT_TRUE(aim->pblock->SetValue(AimConstraint::ac_target, 0, target));
+    aim->pblock->SetValue(AimConstraint::ac_viewline_length, 0, 50.0f);
+    const host::DrawList& list = vpt.getGW()->host_DrawList();
+    auto end = [&]() -> Point3 {
+        host::DrawScene(vpt, 0);
+        for (const host::DrawPrimitive& p : list.prims) {
+            if (p.count != 2) continue;
+            const host::ScreenVertex& a = list.vertices[p.first];
+            const host::ScreenVertex& b = list.vertices[p.first + 1];
+            EXPECT_NEAR(a.x, 70.0f, 0.5f);  // from the node
+            EXPECT_NEAR(a.y, 100.0f, 0.5f);
+            return Point3(b.x, b.y, 0.0f);
+        }
+        ADD_FAILURE() << "no viewline in the scene";
+        return Point3();
+    };
+    EXPECT_THAT(end(), NearPoint3(Point3(120, 100, 0), 0.5f));
+    // It follows the aim when the target moves, and the aim axis when that changes.
+    target->SetNodeTM(0, TransMatrix(Point3(-30, 0, 60)));
+    EXPECT_THAT(end(), NearPoint3(Point3(70, 50, 0), 0.5f));
+    aim->pblock->SetValue(AimConstraint::ac_aim_axis_flip, 0, 1);
+    EXPECT_THAT(end(), NearPoint3(Point3(70, 50, 0), 0.5f)) << "the flipped axis still points at the target";
+    // A percentage of the distance (60): 25 % is 15 units.
+    aim->pblock->SetValue(AimConstraint::ac_viewline_length_abs, 0, 0);
+    aim->pblock->SetValue(AimConstraint::ac_viewline_length, 0, 25.0f);
+    EXPECT_THAT(end(), NearPoint3(Point3(70, 85, 0), 0.5f));
+    (void)n;
+}
+
 TEST_F(SingleTargetTest, StretchSpansStartToEndAndResetsItsLength) {
     INode* a = MakeNode(L"A", nullptr, RotateZMatrix(0.3f) * TransMatrix(Point3(1, 1, 0)));
     INode* b = MakeNode(L"B", nullptr, TransMatrix(Point3(1, 41, 0)));

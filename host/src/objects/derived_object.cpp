@@ -246,7 +246,8 @@ void StackRestore::Apply(const std::vector<Entry>& list) {
 
 TimeValue DerivedObject::GetCOREInterfaceTime() { return host::objects::CurrentTime(); }
 
-INode* DerivedObject::FindNode() {
+// The first node found up the dependents, looking only through derived objects on the way.
+INode* NodeAbove(ReferenceTarget* target) {
     struct Finder : DependentEnumProc {
         INode* node = nullptr;
         int proc(ReferenceMaker* rm) override {
@@ -257,9 +258,11 @@ INode* DerivedObject::FindNode() {
             return rm->SuperClassID() == GEN_DERIVOB_CLASS_ID ? DEP_ENUM_CONTINUE : DEP_ENUM_SKIP;
         }
     } finder;
-    DoEnumDependents(&finder);
+    target->DoEnumDependents(&finder);
     return finder.node;
 }
+
+INode* DerivedObject::FindNode() { return NodeAbove(this); }
 
 bool DerivedObject::MakeWritable(TimeValue t, ObjectState& os, Class_ID type, Object*& slot, bool& owned,
                                  bool copyTopo) {
@@ -562,18 +565,7 @@ bool host::AddModifierToNode(INode* node, Modifier* mod, int before) {
 
 INode* host::FindNodeOfModifier(Modifier* mod) {
     if (!mod) return nullptr;
-    struct Finder : DependentEnumProc {
-        INode* node = nullptr;
-        int proc(ReferenceMaker* rm) override {
-            if (rm->SuperClassID() == BASENODE_CLASS_ID) {
-                node = static_cast<INode*>(rm);
-                return DEP_ENUM_HALT;
-            }
-            return rm->SuperClassID() == GEN_DERIVOB_CLASS_ID ? DEP_ENUM_CONTINUE : DEP_ENUM_SKIP;
-        }
-    } finder;
-    mod->DoEnumDependents(&finder);
-    return finder.node;
+    return NodeAbove(mod);
 }
 
 void host::objects::RegisterDerivedObjectClass(host::ClassDirectory& dir) {

@@ -105,6 +105,12 @@ private:
         if (!IsKw(k)) Fail(Cur(), what);
         Take();
     }
+    // A keyword that may stand on a line of its own.
+    void ExpectKwAcrossLines(Kw k, const char* what) {
+        SkipNewlines();
+        ExpectKw(k, what);
+        SkipNewlines();
+    }
     void EndStatement(Tok closer) {
         if (Is(Tok::Newline) || Is(Tok::Semicolon) || Is(closer) || Is(Tok::End)) return;
         Fail(Cur(), "<end of line>");
@@ -293,9 +299,7 @@ private:
         auto* n = Make<WhileExpr>(at);
         SkipNewlines();
         n->cond = ParseExpr();
-        SkipNewlines();
-        ExpectKw(Kw::Do, "do");
-        SkipNewlines();
+        ExpectKwAcrossLines(Kw::Do, "do");
         fn_->loops.push_back({&n->catchesExit, &n->catchesContinue});
         n->body = ParseExpr();
         fn_->loops.pop_back();
@@ -310,9 +314,7 @@ private:
         fn_->loops.push_back({&n->catchesExit, &n->catchesContinue});
         n->body = ParseExpr();
         fn_->loops.pop_back();
-        SkipNewlines();
-        ExpectKw(Kw::While, "while");
-        SkipNewlines();
+        ExpectKwAcrossLines(Kw::While, "while");
         n->cond = ParseExpr();
         return n;
     }
@@ -331,9 +333,7 @@ private:
             Take();
             SkipNewlines();
             n->from = ParseExpr();
-            SkipNewlines();
-            ExpectKw(Kw::To, "to");
-            SkipNewlines();
+            ExpectKwAcrossLines(Kw::To, "to");
             n->limit = ParseExpr();
             SkipNewlines();
             if (IsKw(Kw::By)) {
@@ -427,9 +427,7 @@ private:
         auto* n = Make<TryExpr>(at);
         SkipNewlines();
         n->body = ParseExpr();
-        SkipNewlines();
-        ExpectKw(Kw::Catch, "catch");
-        SkipNewlines();
+        ExpectKwAcrossLines(Kw::Catch, "catch");
         n->handler = ParseExpr();
         return n;
     }

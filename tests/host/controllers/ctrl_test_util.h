@@ -62,30 +62,16 @@ inline const std::pair<SClass_ID, ULONG> kKeyframeClasses[] = {
 inline Control* Make(SClass_ID sc, Class_ID id) { return static_cast<Control*>(CreateInstance(sc, id)); }
 inline Control* Make(SClass_ID sc, ULONG a) { return Make(sc, Class_ID(a, 0)); }
 
-inline float FloatAt(Control* c, TimeValue t) {
-    float v = 0.0f;
+template <class T> T ValueAt(Control* c, TimeValue t) {
+    T v{};
     Interval iv = FOREVER;
     c->GetValue(t, &v, iv, CTRL_ABSOLUTE);
     return v;
 }
-inline Point3 Point3At(Control* c, TimeValue t) {
-    Point3 v;
-    Interval iv = FOREVER;
-    c->GetValue(t, &v, iv, CTRL_ABSOLUTE);
-    return v;
-}
-inline Quat QuatAt(Control* c, TimeValue t) {
-    Quat v;
-    Interval iv = FOREVER;
-    c->GetValue(t, &v, iv, CTRL_ABSOLUTE);
-    return v;
-}
-inline ScaleValue ScaleAt(Control* c, TimeValue t) {
-    ScaleValue v;
-    Interval iv = FOREVER;
-    c->GetValue(t, &v, iv, CTRL_ABSOLUTE);
-    return v;
-}
+inline float FloatAt(Control* c, TimeValue t) { return ValueAt<float>(c, t); }
+inline Point3 Point3At(Control* c, TimeValue t) { return ValueAt<Point3>(c, t); }
+inline Quat QuatAt(Control* c, TimeValue t) { return ValueAt<Quat>(c, t); }
+inline ScaleValue ScaleAt(Control* c, TimeValue t) { return ValueAt<ScaleValue>(c, t); }
 inline Interval ValidAt(Control* c, TimeValue t) {
     Interval iv = FOREVER;
     char buf[64] = {};

@@ -53,15 +53,7 @@ void TCBRotEngine::Build(const std::vector<ITCBRotKey>& keys) {
     }
     for (int i = 0; i + 1 < n; ++i) {
         Seg& sg = segs_[size_t(i)];
-        const double dt = double(times_[size_t(i + 1)]) - double(times_[size_t(i)]);
-        if (dt <= 0.0) {
-            sg = Seg();
-            continue;
-        }
-        sg.hold = false;
-        sg.invDt = float(1.0 / dt);
-        sg.easeA = Clamp(keys[size_t(i)].easeOut, 0.0f, 1.0f);
-        sg.easeB = Clamp(keys[size_t(i + 1)].easeIn, 0.0f, 1.0f);
+        if (!TimeTCBSegment(sg, keys[size_t(i)], keys[size_t(i + 1)])) continue;
         const AngAxis& rel = keys[size_t(i + 1)].val;
         sg.axis = rel.axis.Normalize();
         sg.angle = sg.axis == Point3() ? 0.0f : rel.angle;

@@ -38,6 +38,21 @@ template <> struct Chan<ScaleValue> {
 
 inline float Clamp(float v, float lo, float hi) { return v < lo ? lo : (v > hi ? hi : v); }
 
+// Timing and easing of the TCB segment from key a to key b. A segment whose keys share a time
+// holds: it is reset and the answer is false.
+template <class Seg, class Key> bool TimeTCBSegment(Seg& sg, const Key& a, const Key& b) {
+    const double dt = double(b.time) - double(a.time);
+    if (dt <= 0.0) {
+        sg = Seg();
+        return false;
+    }
+    sg.hold = false;
+    sg.invDt = float(1.0 / dt);
+    sg.easeA = Clamp(a.easeOut, 0.0f, 1.0f);
+    sg.easeB = Clamp(b.easeIn, 0.0f, 1.0f);
+    return true;
+}
+
 // Segment search over sorted times with a hint for playback: answers i with
 // times[i] <= t < times[i + 1], clamped into [0, n - 2]. n >= 2.
 inline int FindSegment(const TimeValue* times, int n, TimeValue t, int& hint) {
@@ -393,15 +408,7 @@ template <class Key, class V> class TCBEngine {
         }
         for (int i = 0; i + 1 < n; ++i) {
             Seg& sg = segs_[size_t(i)];
-            const double dt = double(times_[size_t(i + 1)]) - double(times_[size_t(i)]);
-            if (dt <= 0.0) {
-                sg = Seg();
-                continue;
-            }
-            sg.hold = false;
-            sg.invDt = float(1.0 / dt);
-            sg.easeA = Clamp(keys[size_t(i)].easeOut, 0.0f, 1.0f);
-            sg.easeB = Clamp(keys[size_t(i + 1)].easeIn, 0.0f, 1.0f);
+            if (!TimeTCBSegment(sg, keys[size_t(i)], keys[size_t(i + 1)])) continue;
             for (int c = 0; c < N; ++c) {
                 const double p0 = vals_[size_t(i)][size_t(c)], p1 = vals_[size_t(i + 1)][size_t(c)];
                 const double m0 = ts[size_t(i)][size_t(c)], m1 = td[size_t(i + 1)][size_t(c)];

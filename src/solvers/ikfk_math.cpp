@@ -66,6 +66,15 @@ Matrix3 FrameFromPoints(const Point3& origin, const Point3& p, const Point3& q) 
 
 Matrix3 FrameFromVectors(const Point3& a, const Point3& b) { return FrameFromPoints(Point3(), a, b); }
 
+// Matrix3::Parity for rows already known to be perpendicular and non-null: the sign of
+// their triple product, which is then far from zero, without the general determinant.
+static inline bool Mirrored(const Point3& a, const Point3& b, const Point3& c) {
+    const double det = double(a.x) * (double(b.y) * c.z - double(b.z) * c.y) -
+                       double(a.y) * (double(b.x) * c.z - double(b.z) * c.x) +
+                       double(a.z) * (double(b.x) * c.y - double(b.y) * c.x);
+    return det < 0.0;
+}
+
 Quat OrthoQuat(const Matrix3& m) {
     // The polar decomposition is costly and changes nothing when the axes are already
     // perpendicular (pure rotation with or without per-axis scale), which is the usual case.
@@ -76,7 +85,7 @@ Quat OrthoQuat(const Matrix3& m) {
     constexpr float kTol = 1e-5f;
     float ab = a % b, bc = b % c, ca = c % a;
     if (la > 0.0f && lb > 0.0f && lc > 0.0f && ab * ab <= kTol * kTol * la * lb && bc * bc <= kTol * kTol * lb * lc &&
-        ca * ca <= kTol * kTol * lc * la && !m.Parity())
+        ca * ca <= kTol * kTol * lc * la && !Mirrored(a, b, c))
         return QuatFromRows(m);
     Matrix3 o = m;
     o.Orthogonalize();

@@ -32,6 +32,14 @@ inline Quat QMul(const Quat& a, const Quat& b) {
                 a.w * b.z + a.x * b.y - a.y * b.x + a.z * b.w, a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z);
 }
 
+// a * b exactly as the host's Quat product computes it (in double), but inline: the
+// three-joint solve makes a dozen of them.
+inline Quat QProd(const Quat& a, const Quat& b) {
+    const double ax = a.x, ay = a.y, az = a.z, aw = a.w;
+    return Quat(aw * b.x + ax * b.w + ay * b.z - az * b.y, aw * b.y - ax * b.z + ay * b.w + az * b.x,
+                aw * b.z + ax * b.y - ay * b.x + az * b.w, aw * b.w - ax * b.x - ay * b.y - az * b.z);
+}
+
 // Quat(AngAxis(axis, angle)): the axis as given, so a zero axis yields a scaled identity.
 inline Quat AxisAngle(const Point3& axis, float angle) {
     float s = std::sin(angle * 0.5f), c = std::cos(angle * 0.5f);
@@ -185,8 +193,8 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
     const bool blending = blend > 0.0f && blend < 1.0f;
     if (blending) {
         B = OrthoQuat(baseTM);
-        f0 = fkRot[0] * B;
-        f1 = fkRot[1] * f0;
+        f0 = QProd(fkRot[0], B);
+        f1 = QProd(fkRot[1], f0);
     }
     if (blend > 0.0f) {
         Point3 goal = goalLocal;
@@ -236,9 +244,9 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
         } else {
             // The first joint's preferred rotation is the swivel's zero; the swivel turns
             // the plane about the line from the first joint to the goal.
-            Quat pq = src.PreferredRotation(0) * SpaceRot(p, in, invBase);
+            Quat pq = QProd(src.PreferredRotation(0), SpaceRot(p, in, invBase));
             Point3 d = QUnrotate(D, pq);
-            M = RotTransMatrix(RotX(p.swivelAngle) * QuatFromX(d) * pq, pos[0]);
+            M = RotTransMatrix(QProd(QProd(RotX(p.swivelAngle), QuatFromX(d)), pq), pos[0]);
         }
 
         const Quat r1 = src.PreferredRotation(1);
@@ -249,17 +257,18 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
         // Mirroring the preferred bend gives the plane in which the bone leaves the first joint.
         Matrix3 T0 = FrameFromVectors(pos[1], w) * M;
         Point3 e = P1 * Inverse(T0);
-        Quat Q0 = QuatArc(pos[1], e) * Quat(T0);
-        Point3 g = QUnrotate(goal - P1, r1 * Q0);
-        Quat Q1 = QuatArc(pos[2], g) * r1;
+        Quat Q0 = QProd(QuatArc(pos[1], e), Quat(T0));
+        Point3 g = QUnrotate(goal - P1, QProd(r1, Q0));
+        Quat Q1 = QProd(QuatArc(pos[2], g), r1);
 
         if (blending) {
             // World rotations are blended, so a half blend keeps the hand between the two
             // poses instead of folding the elbow.
-            Quat s0 = SlerpClosest(f0, Q0 * B, blend);
-            Quat s1 = SlerpClosest(f1, Q1 * (Q0 * B), blend);
-            Q0 = s0 * Inverse(B);
-            Q1 = s1 * Inverse(s0);
+            const Quat w0 = QProd(Q0, B);
+            Quat s0 = SlerpClosest(f0, w0, blend);
+            Quat s1 = SlerpClosest(f1, QProd(Q1, w0), blend);
+            Q0 = QProd(s0, Inverse(B));
+            Q1 = QProd(s1, Inverse(s0));
         }
         if (skip != 0) rot0 = Q0;
         if (skip != 1) rot1 = Q1;
@@ -270,7 +279,7 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
     Quat rot2 = fkRot[2];
     if (p.lastJointIKRotation && blend > 0.0f && skip != 2) {
         rot2 = OrthoQuat(in.goalTM * Inverse(J1));
-        if (blending) rot2 = SlerpClosest(fkRot[2] * f1 * Inverse(OrthoQuat(J1)), rot2, blend);
+        if (blending) rot2 = SlerpClosest(QProd(QProd(fkRot[2], f1), Inverse(OrthoQuat(J1))), rot2, blend);
     }
     Matrix3 J2 = RotTransMatrix(rot2, pos[2]) * J1;
     J0.PreScale(scale_[0]);

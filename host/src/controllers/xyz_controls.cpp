@@ -29,6 +29,13 @@ void MakeFloatSubs(CompoundControl* c, float initial) {
     theHold.Resume();
 }
 
+// Quat::operator* spelled out (same double arithmetic, same result) so that it inlines.
+inline Quat MulQuat(const Quat& a, const Quat& b) {
+    double ax = a.x, ay = a.y, az = a.z, aw = a.w;
+    return Quat(aw * b.x + ax * b.w + ay * b.z - az * b.y, aw * b.y - ax * b.z + ay * b.w + az * b.x,
+                aw * b.z + ax * b.y - ay * b.x + az * b.w, aw * b.w - ax * b.x - ay * b.y - az * b.z);
+}
+
 // Euler angles are kept per axis (X, Y, Z sub-controllers); the host's routines take them by
 // position in the order. Repeated-axis orders take X, Y, Z as first, middle, last.
 // The rotation of angles by position, as EulerToQuat computes it (left-handed quaternions:
@@ -37,15 +44,45 @@ void MakeFloatSubs(CompoundControl* c, float initial) {
 Quat EulerQuat(const float pos[3], int order) {
     const int* ax = EulerOrderAxes(order);
     if (!ax) ax = EulerOrderAxes(EULERTYPE_XYZ);
-    Quat r;
+    if (ax[0] == 0 && ax[1] == 1 && ax[2] == 2) {
+        // X, then Y, then Z: the products above with their zero terms left out. The double
+        // products of floats are exact and the dropped terms are exact zeros, so the result
+        // is the general path's to the bit.
+        float s[3], c[3];
+        for (int i = 0; i < 3; ++i)
+            ::sincosf(-0.5f * pos[i], &s[i], &c[i]);
+        const double s0 = s[0], c0 = c[0], s1 = s[1], c1 = c[1], s2 = s[2], c2 = c[2];
+        const double qx = float(s0 * c1), qy = float(c0 * s1), qz = float(s0 * s1), qw = float(c0 * c1);
+        const Quat r(qx * c2 + qy * s2, -(qx * s2) + qy * c2, qw * s2 + qz * c2, qw * c2 - qz * s2);
+        return r.w < 0.0f ? -r : r;
+    }
+    Quat q[3];
     for (int i = 0; i < 3; ++i) {
         float sn, cs;
         ::sincosf(-0.5f * pos[i], &sn, &cs);
-        Quat q(0.0f, 0.0f, 0.0f, cs);
-        q[ax[i]] = sn;
-        r = i == 0 ? q : r * q;
+        q[i] = Quat(0.0f, 0.0f, 0.0f, cs);
+        q[i][ax[i]] = sn;
     }
+    const Quat r = MulQuat(MulQuat(q[0], q[1]), q[2]);
     return r.w < 0.0f ? -r : r;
+}
+
+// PreRotateMatrix(mat, q): Quat::MakeMatrix's double rows, then the float product r * mat.
+void PreRotate(Matrix3& mat, const Quat& q) {
+    double n = double(q.x) * q.x + double(q.y) * q.y + double(q.z) * q.z + double(q.w) * q.w;
+    double s = n > 0.0 ? 2.0 / n : 0.0;
+    double xs = q.x * s, ys = q.y * s, zs = q.z * s;
+    double wx = q.w * xs, wy = q.w * ys, wz = q.w * zs;
+    double xx = q.x * xs, xy = q.x * ys, xz = q.x * zs;
+    double yy = q.y * ys, yz = q.y * zs, zz = q.z * zs;
+    const float r[3][3] = {{float(1.0 - (yy + zz)), float(xy - wz), float(xz + wy)},
+                           {float(xy + wz), float(1.0 - (xx + zz)), float(yz - wx)},
+                           {float(xz - wy), float(yz + wx), float(1.0 - (xx + yy))}};
+    const Point3 m0 = mat[0], m1 = mat[1], m2 = mat[2];
+    for (int i = 0; i < 3; ++i)
+        mat.SetRow(i, Point3(r[i][0] * m0.x + r[i][1] * m1.x + r[i][2] * m2.x,
+                             r[i][0] * m0.y + r[i][1] * m1.y + r[i][2] * m2.y,
+                             r[i][0] * m0.z + r[i][1] * m1.z + r[i][2] * m2.z));
 }
 
 void AxesToPositional(const float axes[3], float pos[3], int order) {
@@ -101,7 +138,7 @@ class EulerXYZ : public CompoundControl, public IEulerControl {
         AxesToPositional(axes, pos, order_);
         const Quat q = EulerQuat(pos, order_);
         if (method == CTRL_RELATIVE)
-            PreRotateMatrix(*static_cast<Matrix3*>(val), q);
+            PreRotate(*static_cast<Matrix3*>(val), q);
         else
             *static_cast<Quat*>(val) = q;
     }

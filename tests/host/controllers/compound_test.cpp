@@ -94,6 +94,48 @@ TEST_F(Compound, EulerXYZCombinesItsAnglesInItsOrder) {
     EXPECT_TRUE(SameRotation(QuatAt(e, 0), Quat(RotateZMatrix(0) * RotateXMatrix(x))));
 }
 
+// The evaluation takes shortcuts (closed-form XYZ product, fused pre-rotation); they must give
+// the host's quaternion and matrix products to the bit, in every order and in both methods.
+TEST_F(Compound, EulerXYZEvaluationMatchesTheProductsExactly) {
+    Control* e = holder.Hold(NewDefaultRotationController());
+    IEulerControl* ie = GetEulerControlInterface(e);
+    ASSERT_NE(ie, nullptr);
+    auto axisQuat = [](int axis, float a) {
+        float s, c;
+        ::sincosf(-0.5f * a, &s, &c);
+        Quat q(0.0f, 0.0f, 0.0f, c);
+        q[axis] = s;
+        return q;
+    };
+    const float angles[] = {0.0f, 0.3f, -0.7f, 1.1f, 3.0f, -3.1415927f, 4.5f, -7.25f, 1e-6f, 12.0f};
+    Matrix3 parent = RotateYMatrix(0.4f) * ScaleMatrix(Point3(1.0f, 2.0f, 0.5f)) * TransMatrix(Point3(1, -2, 3));
+    int checked = 0;
+    for (int order : {EULERTYPE_XYZ, EULERTYPE_ZXY}) {
+        ie->SetOrder(order);
+        const int axes[2][3] = {{0, 1, 2}, {2, 0, 1}};
+        const int* ax = axes[order == EULERTYPE_XYZ ? 0 : 1];
+        for (size_t i = 0; i < std::size(angles); ++i) {
+            float v[3] = {angles[i], angles[(i + 3) % std::size(angles)], angles[(i + 7) % std::size(angles)]};
+            e->GetXController()->SetValue(0, &v[0]);
+            e->GetYController()->SetValue(0, &v[1]);
+            e->GetZController()->SetValue(0, &v[2]);
+            Quat expect = axisQuat(ax[0], v[ax[0]]) * axisQuat(ax[1], v[ax[1]]) * axisQuat(ax[2], v[ax[2]]);
+            if (expect.w < 0.0f) expect = -expect;
+            Quat got = QuatAt(e, 0);
+            EXPECT_TRUE(got.x == expect.x && got.y == expect.y && got.z == expect.z && got.w == expect.w)
+                << "order " << order << " angles " << v[0] << " " << v[1] << " " << v[2];
+            Matrix3 want = parent, m = parent;
+            PreRotateMatrix(want, expect);
+            Interval iv = FOREVER;
+            e->GetValue(0, &m, iv, CTRL_RELATIVE);
+            for (int r = 0; r < 4; ++r)
+                EXPECT_TRUE(m[r] == want[r]) << "order " << order << " row " << r << " case " << i;
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 20);
+}
+
 TEST_F(Compound, EulerXYZKeysItsAxesContinuously) {
     Control* e = holder.Hold(NewDefaultRotationController());
     AnimateOn();

@@ -228,6 +228,7 @@ MSTR IKFKChain::SubAnimName(int i, bool localized) {
 void IKFKChain::SetReference(int i, RefTargetHandle rtarg) {
     if (i == kPBlockRef) {
         pblock = static_cast<IParamBlock2*>(rtarg);
+        block_.filled = false;
         weakDirty_ = true;
         cacheDirty = 1;
     }
@@ -250,6 +251,7 @@ RefResult IKFKChain::NotifyRefChanged(const Interval& changeInt, RefTargetHandle
     (void)changeInt;
     (void)partID;
     (void)propagate;
+    if (hTarget == pblock) block_.filled = false;
     if (hTarget == pblock && pblock && message != REFMSG_CHANGE) weakDirty_ = true;
     if (hTarget == pblock && message == REFMSG_CHANGE && pblock) {
         ParamID id = pblock->LastNotifyParamID();
@@ -454,22 +456,50 @@ float IKFKChain::FirstJointXAngle() {
     return XAngle(q);
 }
 
+// A block read costs more than the arithmetic it feeds, and most of these parameters are
+// never animated: they are read once and kept while their interval lasts.
+const IKFKChain::BlockValues& IKFKChain::BlockValuesAt(TimeValue t) {
+    BlockValues& b = block_;
+    if (b.filled && b.valid.InInterval(t)) return b;
+    Interval iv = FOREVER;
+    b.blend = pblock->GetFloat(pb_ikfk_blend, t, iv);
+    b.manualStretch = pblock->GetFloat(pb_manual_stretch, t, iv);
+    b.autoStretch = pblock->GetFloat(pb_auto_stretch, t, iv);
+    b.rotationSpace = pblock->GetFloat(pb_rotation_space, t, iv);
+    b.flexionBias = pblock->GetFloat(pb_flexion_bias, t, iv);
+    b.swivelAngle = pblock->GetFloat(pb_swivel_angle, t, iv);
+    b.softIK = pblock->GetFloat(pb_soft_ik, t, iv);
+    b.targetDistPercent = pblock->GetFloat(pb_target_dist_percent, t, iv);
+    b.parentSpace = pblock->GetInt(pb_parent_space, t, iv);
+    b.iterations = pblock->GetInt(pb_iterations, t, iv);
+    b.lastJointIKRotation = pblock->GetInt(pb_last_joint_ik_rotation, t, iv) != 0;
+    // The switches are not animatable and do not narrow the solve's validity.
+    b.useGoalParent = pblock->GetInt(pb_use_goal_parent, t) != 0;
+    b.useTarget = pblock->GetInt(pb_use_target, t) != 0;
+    b.useRotSpace = pblock->GetInt(pb_use_rotation_space, t) != 0;
+    b.valid = iv;
+    b.filled = true;
+    return b;
+}
+
 void IKFKChain::Gather(TimeValue t, IKFKSolveParams& p) {
     SyncWeakRefs();
     Interval& iv = cacheValid;
-    p.manualStretch = pblock->GetFloat(pb_manual_stretch, t, iv);
-    p.autoStretch = pblock->GetFloat(pb_auto_stretch, t, iv);
-    p.rotationSpace = pblock->GetFloat(pb_rotation_space, t, iv);
-    p.flexionBias = pblock->GetFloat(pb_flexion_bias, t, iv);
-    p.swivelAngle = pblock->GetFloat(pb_swivel_angle, t, iv);
-    p.softIK = pblock->GetFloat(pb_soft_ik, t, iv);
-    p.targetDistPercent = pblock->GetFloat(pb_target_dist_percent, t, iv);
-    p.parentSpace = pblock->GetInt(pb_parent_space, t, iv);
-    p.iterations = pblock->GetInt(pb_iterations, t, iv);
-    p.lastJointIKRotation = pblock->GetInt(pb_last_joint_ik_rotation, t, iv) != 0;
-    const bool hasGoalParent = HasGoalParent(t);
-    p.hasTarget = HasTarget(t);
-    p.hasRotSpace = HasRotSpace(t);
+    const BlockValues& b = BlockValuesAt(t);
+    iv &= b.valid;
+    p.manualStretch = b.manualStretch;
+    p.autoStretch = b.autoStretch;
+    p.rotationSpace = b.rotationSpace;
+    p.flexionBias = b.flexionBias;
+    p.swivelAngle = b.swivelAngle;
+    p.softIK = b.softIK;
+    p.targetDistPercent = b.targetDistPercent;
+    p.parentSpace = b.parentSpace;
+    p.iterations = b.iterations;
+    p.lastJointIKRotation = b.lastJointIKRotation;
+    const bool hasGoalParent = b.useGoalParent && GetGoalParent();
+    p.hasTarget = b.useTarget && GetTarget();
+    p.hasRotSpace = b.useRotSpace && GetRotationSpaceNode();
 
     const int n = NumJoints();
     INode* j0 = GetJoint(0);
@@ -517,7 +547,7 @@ void IKFKChain::Solve(TimeValue t, float blendOverride, int skipJoint) {
     cacheTime = t;
     solveTime_ = t;
     if (!pblock) return;
-    float blend = pblock->GetFloat(pb_ikfk_blend, t, cacheValid);
+    float blend = BlockValuesAt(t).blend;
     if (suspended) blend = 0.0f;
     if (blendOverride >= 0.0f) blend = blendOverride;
     Gather(t, params_);

@@ -212,7 +212,20 @@ private:
     bool NodeParamChanging(ParamID id, INode* oldNode, INode* newNode, TimeValue t);
     void SetXForm(Control* c, TimeValue t, SetXFormPacket& p);
 
+    // The block's scalar parameters as a solve reads them, with the interval they hold for.
+    // Refilled when a solve falls outside it or the block sends any message.
+    struct BlockValues {
+        float blend = 0.0f, manualStretch = 1.0f, autoStretch = 0.0f, rotationSpace = 1.0f, flexionBias = 0.0f,
+              swivelAngle = 0.0f, softIK = 0.0f, targetDistPercent = 0.5f;
+        int parentSpace = 1, iterations = 40;
+        bool lastJointIKRotation = true, useGoalParent = true, useTarget = true, useRotSpace = true;
+        Interval valid = NEVER;
+        bool filled = false;
+    };
+    const BlockValues& BlockValuesAt(TimeValue t);
+
     IKFKSolver solver_;
+    BlockValues block_;
     IKFKSolveInputs inputs_;
     IKFKSolveParams params_;
     TimeValue solveTime_ = 0;

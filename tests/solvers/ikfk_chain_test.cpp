@@ -354,3 +354,50 @@ TEST_F(ChainSceneTest, DisplayModShrinksControlsThatAreNotLive) {
     EXPECT_THAT(tri->GetPoint(1), NearPoint3(Point3(2.5f, 1.25f, 1.25f), 1e-6f));
     tri->DeleteThis();
 }
+
+// The chain keeps the block's values between solves: every edit, key and undo must still reach
+// the next solve, and an animated parameter must narrow the cache to its own interval.
+TEST_F(ChainSceneTest, BlockValuesFollowEditsKeysAndUndo) {
+    ChainScene s = ChainScene::Make(3, Matrix3(), false);
+    IParamBlock2* pb = s.chain->pblock;
+    pb->SetValue(IKFKChain::pb_ikfk_blend, 0, 1.0f);
+    const TimeValue t = 10 * GetTicksPerFrame();
+    const Matrix3 elbow = s.joints[1]->GetNodeTM(t);
+    EXPECT_EQ(s.chain->cacheValid, FOREVER);
+
+    // A plain edit at the time already solved.
+    pb->SetValue(IKFKChain::pb_manual_stretch, t, 1.5f);
+    const Matrix3 stretched = s.joints[1]->GetNodeTM(t);
+    EXPECT_GT(MaxDiff(stretched, elbow), 0.1f);
+    pb->SetValue(IKFKChain::pb_manual_stretch, t, 1.0f);
+    EXPECT_THAT(s.joints[1]->GetNodeTM(t), NearMatrix3(elbow, 1e-5f));
+
+    // An edit undone.
+    theHold.Begin();
+    pb->SetValue(IKFKChain::pb_manual_stretch, t, 1.5f);
+    theHold.Accept(L"Stretch");
+    EXPECT_THAT(s.joints[1]->GetNodeTM(t), NearMatrix3(stretched, 1e-5f));
+    theHold.Undo();
+    EXPECT_THAT(s.joints[1]->GetNodeTM(t), NearMatrix3(elbow, 1e-5f));
+
+    // A keyed swivel: each time gets its own value, and the cache holds only as long as it does.
+    AnimateOn();
+    pb->SetValue(IKFKChain::pb_swivel_angle, 0, 0.0f);
+    pb->SetValue(IKFKChain::pb_swivel_angle, 20 * GetTicksPerFrame(), 1.0f);
+    AnimateOff();
+    const Matrix3 atZero = s.joints[1]->GetNodeTM(0);
+    EXPECT_THAT(atZero, NearMatrix3(elbow, 1e-5f)) << "no swivel at the first key";
+    const Matrix3 turned = s.joints[1]->GetNodeTM(t);
+    EXPECT_GT(MaxDiff(turned, elbow), 0.1f);
+    EXPECT_FALSE(s.chain->cacheValid.InInterval(0));
+    EXPECT_THAT(s.joints[1]->GetNodeTM(0), NearMatrix3(atZero, 1e-5f));
+    EXPECT_THAT(s.joints[1]->GetNodeTM(t), NearMatrix3(turned, 1e-5f));
+    // A key edited through the parameter's controller reaches the chain too.
+    Control* swivel = pb->GetController(IKFKChain::pb_swivel_angle);
+    ASSERT_NE(swivel, nullptr);
+    AnimateOn();
+    float back = -1.0f;
+    swivel->SetValue(20 * GetTicksPerFrame(), &back, 1, CTRL_ABSOLUTE);
+    AnimateOff();
+    EXPECT_GT(MaxDiff(s.joints[1]->GetNodeTM(t), turned), 0.1f);
+}

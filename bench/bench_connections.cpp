@@ -13,27 +13,12 @@
 #include "keyctrl.h"
 #include "stdctrl.h"
 
+#include "bench_support.h"
+
 namespace {
 
-// Keeps a controller alive the way a node does.
-class Holder : public ReferenceMaker {
-public:
-    explicit Holder(ReferenceTarget* t) { ReplaceReference(0, t); }
-    ~Holder() override { DeleteAllRefsFromMe(); }
-    SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
-    Class_ID ClassID() override { return Class_ID(0xBE4C0002, 0); }
-    int NumRefs() override { return 1; }
-    RefTargetHandle GetReference(int) override { return ref_; }
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
-
-protected:
-    void SetReference(int, RefTargetHandle t) override { ref_ = t; }
-
-private:
-    RefTargetHandle ref_ = nullptr;
-};
+using kt::bench::RefHolder;
+using kt::bench::ThreadNs;
 
 // A Position XYZ whose X track has 20 keys, one every 10 frames.
 Control* KeyedXYZ() {
@@ -49,19 +34,13 @@ Control* KeyedXYZ() {
     return xyz;
 }
 
-double ThreadCpuNs() {
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return static_cast<double>(ts.tv_sec) * 1e9 + static_cast<double>(ts.tv_nsec);
-}
-
 // CPU ns per call of f over n calls at times 0, 7, 14, ... (thread CPU time: the machine is
 // shared, and wall time would count other processes).
 template <class F>
 double TimePerCall(int n, F&& f) {
-    const double start = ThreadCpuNs();
+    const double start = ThreadNs();
     for (int i = 0; i < n; ++i) f(static_cast<TimeValue>(i * 7 % 30000));
-    return (ThreadCpuNs() - start) / n;
+    return (ThreadNs() - start) / n;
 }
 
 void Report(benchmark::State& state, double ns, double refNs);
@@ -90,11 +69,11 @@ float Read(Control* c, TimeValue t) {
 }
 
 void BM_FloatConnectionRangeRemap(benchmark::State& state) {
-    Holder src(KeyedXYZ());
+    RefHolder src(KeyedXYZ());
     auto* source = static_cast<Control*>(src.GetReference(0));
     Control* track = static_cast<Control*>(source->SubAnim(0));
     auto* c = new kt::FloatConnection();
-    Holder keep(c);
+    RefHolder keep(c);
     c->AssignTarget(source, 0, false);
     c->pblock->SetValue(kt::FloatConnection::pb_transform, 0, 2);
     c->pblock->SetValue(kt::FloatConnection::pb_clamp, 0, 1);
@@ -115,14 +94,14 @@ BENCHMARK(BM_FloatConnectionRangeRemap)->Iterations(9);
 
 void BM_FloatConnectionChain100(benchmark::State& state) {
     constexpr int kLinks = 100;
-    std::vector<std::unique_ptr<Holder>> holders;
-    holders.push_back(std::make_unique<Holder>(KeyedXYZ()));
+    std::vector<std::unique_ptr<RefHolder>> holders;
+    holders.push_back(std::make_unique<RefHolder>(KeyedXYZ()));
     Control* first = static_cast<Control*>(holders[0]->GetReference(0));
     Control* track = static_cast<Control*>(first->SubAnim(0));
     kt::FloatConnection* last = nullptr;
     for (int i = 1; i <= kLinks; ++i) {
         auto* xyz = static_cast<Control*>(CreateInstance(CTRL_POSITION_CLASS_ID, IPOS_CONTROL_CLASS_ID));
-        holders.push_back(std::make_unique<Holder>(xyz));
+        holders.push_back(std::make_unique<RefHolder>(xyz));
         auto* c = new kt::FloatConnection();
         xyz->AssignController(c, 0);
         c->AssignTarget(static_cast<Control*>(holders[static_cast<size_t>(i - 1)]->GetReference(0)), 0, false);

@@ -18,20 +18,12 @@
 #include "inode.h"
 #include "maxapi.h"
 
+#include "bench_support.h"
+
 namespace {
 
-double ThreadNs() {
-    timespec ts;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) * 1e9 + double(ts.tv_nsec);
-}
-
-template <class F>
-double NsPerCall(size_t n, F&& body) {
-    const double start = ThreadNs();
-    for (size_t i = 0; i < n; ++i) body(i);
-    return (ThreadNs() - start) / double(n);
-}
+using kt::bench::NsPerCall;
+using kt::bench::ThreadNs;
 
 INode* MakeTarget(const wchar_t* name, const Matrix3& tm) {
     INode* n = GetCOREInterface()->CreateObjectNode(nullptr, name);

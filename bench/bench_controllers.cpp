@@ -16,31 +16,18 @@
 #include "keyctrl.h"
 #include "stdctrl.h"
 
+#include "bench_support.h"
+
 namespace {
 
 constexpr int kKeys = 1000;
 constexpr TimeValue kSpacing = 160;
 constexpr TimeValue kEnd = (kKeys - 1) * kSpacing;
 
-// Keeps controllers alive the way a node does.
-class Holder : public ReferenceMaker {
-  public:
-    Holder() = default;
-    ~Holder() override { DeleteAllRefsFromMe(); }
-    SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
-    Class_ID ClassID() override { return Class_ID(0xBE4C0001, 0); }
-    int NumRefs() override { return 1; }
-    RefTargetHandle GetReference(int) override { return ref_; }
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
-
-  protected:
-    void SetReference(int, RefTargetHandle t) override { ref_ = t; }
-
-  private:
-    RefTargetHandle ref_ = nullptr;
-};
+using kt::bench::NsPerCall;
+using kt::bench::RefHolder;
+using kt::bench::SetRatio;
+using kt::bench::ThreadNs;
 
 // A track of kKeys auto-tangent keys with random values.
 Control* MakeTrack(unsigned seed) {
@@ -105,30 +92,6 @@ std::vector<TimeValue> RandomTimes(size_t n) {
     return t;
 }
 
-// CPU time of this thread in nanoseconds: the machine may be shared, so both sides of a ratio
-// are measured in CPU time.
-double ThreadNs() {
-    timespec ts;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) * 1e9 + double(ts.tv_nsec);
-}
-
-// Times `body` over n calls and answers CPU nanoseconds per call.
-template <class F> double NsPerCall(size_t n, F&& body) {
-    const double start = ThreadNs();
-    for (size_t i = 0; i < n; ++i)
-        body(i);
-    return (ThreadNs() - start) / double(n);
-}
-
-// Sets the measured loop's CPU time per call, the reference's, and their ratio.
-void SetRatio(benchmark::State& state, double start, double stop, double refNs) {
-    const double ns = (stop - start) / double(state.iterations());
-    state.counters["cpu_ns"] = ns;
-    state.counters["ref_ns"] = refNs;
-    state.counters["ratio"] = refNs > 0.0 ? ns / refNs : 0.0;
-}
-
 // Guards the comparison: the reference must compute the controller's curve.
 void CheckSameCurve(Control* c, const RawCurve& raw) {
     for (TimeValue t = 0; t < kEnd; t += 997) {
@@ -143,7 +106,7 @@ void CheckSameCurve(Control* c, const RawCurve& raw) {
 }
 
 void BM_BezierFloatRandomTime(benchmark::State& state) {
-    Holder h;
+    RefHolder h;
     Control* c = MakeTrack(1);
     h.ReplaceReference(0, c);
     RawCurve raw(c);
@@ -168,7 +131,7 @@ void BM_BezierFloatRandomTime(benchmark::State& state) {
 BENCHMARK(BM_BezierFloatRandomTime);
 
 void BM_BezierFloatPlayback(benchmark::State& state) {
-    Holder h;
+    RefHolder h;
     Control* c = MakeTrack(2);
     h.ReplaceReference(0, c);
     RawCurve raw(c);
@@ -196,13 +159,19 @@ void BM_BezierFloatPlayback(benchmark::State& state) {
 }
 BENCHMARK(BM_BezierFloatPlayback);
 
-void BM_EulerXYZKeyed(benchmark::State& state) {
-    Holder h;
+// An Euler XYZ rotation whose three axes are keyed tracks, held by h.
+Control* KeyedEulerXYZ(RefHolder& h) {
     Control* e = NewDefaultRotationController();
     h.ReplaceReference(0, e);
     e->ReplaceReference(0, MakeTrack(3));
     e->ReplaceReference(1, MakeTrack(4));
     e->ReplaceReference(2, MakeTrack(5));
+    return e;
+}
+
+void BM_EulerXYZKeyed(benchmark::State& state) {
+    RefHolder h;
+    Control* e = KeyedEulerXYZ(h);
     RawCurve rx(e->GetXController()), ry(e->GetYController()), rz(e->GetZController());
     const std::vector<TimeValue> times = RandomTimes(4096);
     size_t i = 0;
@@ -230,12 +199,8 @@ BENCHMARK(BM_EulerXYZKeyed);
 
 // The same rotation read frame after frame, as a rig is played.
 void BM_EulerXYZKeyedPlayback(benchmark::State& state) {
-    Holder h;
-    Control* e = NewDefaultRotationController();
-    h.ReplaceReference(0, e);
-    e->ReplaceReference(0, MakeTrack(3));
-    e->ReplaceReference(1, MakeTrack(4));
-    e->ReplaceReference(2, MakeTrack(5));
+    RefHolder h;
+    Control* e = KeyedEulerXYZ(h);
     RawCurve rx(e->GetXController()), ry(e->GetYController()), rz(e->GetZController());
     TimeValue t = 0;
     const double start = ThreadNs();

@@ -11,6 +11,8 @@
 #include "ifnpub.h"
 #include "iparamb2.h"
 
+#include "bench_support.h"
+
 namespace {
 
 enum : ParamID { pb_weight = 7, pb_count = 2 };
@@ -23,24 +25,10 @@ ParamBlockDesc2& Desc() {
     return d;
 }
 
-// Keeps a block alive the way its owner does.
-class Holder : public ReferenceMaker {
-public:
-    ~Holder() override { DeleteAllRefsFromMe(); }
-    SClass_ID SuperClassID() override { return REF_MAKER_CLASS_ID; }
-    Class_ID ClassID() override { return Class_ID(0xBE4C0101, 0); }
-    int NumRefs() override { return 1; }
-    RefTargetHandle GetReference(int) override { return ref_; }
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
-        return REF_SUCCEED;
-    }
-
-protected:
-    void SetReference(int, RefTargetHandle t) override { ref_ = t; }
-
-private:
-    RefTargetHandle ref_ = nullptr;
-};
+using kt::bench::NsPerCall;
+using kt::bench::RefHolder;
+using kt::bench::SetRatio;
+using kt::bench::ThreadNs;
 
 // The reference read: a float member behind a virtual call the compiler cannot see through.
 struct FloatSource {
@@ -58,37 +46,17 @@ struct Member : FloatSource {
 Member g_member;
 FloatSource* volatile g_source = &g_member;
 
-// CPU time of this thread in nanoseconds: the machine may be shared, so both sides of a ratio
-// are measured the same way.
-double ThreadNs() {
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) * 1e9 + double(ts.tv_nsec);
-}
-
-template <class F>
-double NsPerCall(size_t n, F&& f) {
-    const double start = ThreadNs();
-    for (size_t k = 0; k < n; ++k) f(k);
-    return (ThreadNs() - start) / double(n);
-}
-
-void Report(benchmark::State& state, double start, double stop, double refNs) {
-    const double ns = (stop - start) / double(state.iterations());
-    state.counters["cpu_ns"] = ns;
-    state.counters["ref_ns"] = refNs;
-    state.counters["ratio"] = refNs > 0.0 ? ns / refNs : 0.0;
-}
-
 double VirtualReadNs(size_t n) {
     FloatSource* src = g_source;
     return NsPerCall(n, [&](size_t k) { benchmark::DoNotOptimize(src->Get(TimeValue(k & 1023))); });
 }
 
-void BM_GetValueFloatConstant(benchmark::State& state) {
-    Holder h;
+// Reads `weight` at a new time on every iteration, against a plain virtual read.
+void TimeWeightRead(benchmark::State& state, bool withController) {
+    RefHolder h;
     IParamBlock2* pb = CreateParameterBlock2(&Desc(), &h);
     h.ReplaceReference(0, pb);
+    if (withController) pb->SetController(pb_weight, 0, NewDefaultFloatController());
     size_t k = 0;
     const double start = ThreadNs();
     for (auto _ : state) {
@@ -99,27 +67,13 @@ void BM_GetValueFloatConstant(benchmark::State& state) {
         benchmark::DoNotOptimize(iv);
     }
     const double stop = ThreadNs();
-    Report(state, start, stop, VirtualReadNs(size_t(state.iterations())));
+    SetRatio(state, start, stop, VirtualReadNs(size_t(state.iterations())));
 }
+
+void BM_GetValueFloatConstant(benchmark::State& state) { TimeWeightRead(state, false); }
 BENCHMARK(BM_GetValueFloatConstant);
 
-void BM_GetValueFloatKeylessController(benchmark::State& state) {
-    Holder h;
-    IParamBlock2* pb = CreateParameterBlock2(&Desc(), &h);
-    h.ReplaceReference(0, pb);
-    pb->SetController(pb_weight, 0, NewDefaultFloatController());
-    size_t k = 0;
-    const double start = ThreadNs();
-    for (auto _ : state) {
-        float f;
-        Interval iv = FOREVER;
-        pb->GetValue(pb_weight, TimeValue(k++ & 1023), f, iv);
-        benchmark::DoNotOptimize(f);
-        benchmark::DoNotOptimize(iv);
-    }
-    const double stop = ThreadNs();
-    Report(state, start, stop, VirtualReadNs(size_t(state.iterations())));
-}
+void BM_GetValueFloatKeylessController(benchmark::State& state) { TimeWeightRead(state, true); }
 BENCHMARK(BM_GetValueFloatKeylessController);
 
 // The published form of FloatSource::Add.
@@ -151,7 +105,7 @@ void BM_InvokeTwoInts(benchmark::State& state) {
     const double ref = NsPerCall(size_t(state.iterations()), [&](size_t n) {
         benchmark::DoNotOptimize(src->Add(int(n & 1023), 3));
     });
-    Report(state, start, stop, ref);
+    SetRatio(state, start, stop, ref);
 }
 BENCHMARK(BM_InvokeTwoInts);
 

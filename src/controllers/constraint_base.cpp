@@ -49,26 +49,15 @@ ReferenceTarget* ConstraintBase::CloneInto(ConstraintBase* c, RemapDir& remap) {
 }
 
 IOResult ConstraintBase::Save(ISave* isave) {
-    WriteChunk(isave, kLockedChunk, static_cast<int>(mLocked));
+    WriteFlagChunk(isave, kLockedChunk, mLocked);
     SaveState(isave);
     return IO_OK;
 }
 
 IOResult ConstraintBase::Load(ILoad* iload) {
-    IOResult res;
-    while ((res = iload->OpenChunk()) == IO_OK) {
-        const USHORT id = iload->CurChunkID();
-        if (id == kLockedChunk) {
-            int flag = 0;
-            res = ReadChunk(iload, flag);
-            mLocked = flag != 0;
-        } else {
-            res = LoadState(iload, id);
-        }
-        iload->CloseChunk();
-        if (res != IO_OK) return res;
-    }
-    return res == IO_END ? IO_OK : res;
+    return ReadChunks(iload, [&](USHORT id) {
+        return id == kLockedChunk ? ReadFlagChunk(iload, mLocked) : LoadState(iload, id);
+    });
 }
 
 }  // namespace kt

@@ -1,7 +1,11 @@
 #include "controllers/constraint_targets.h"
 
 #include "gfx.h"
+#include "hold.h"
 #include "inode.h"
+#include "maxapi.h"
+#include "resources/resource.h"
+#include "resources/string_table.h"
 #include "viewexp.h"
 
 namespace kt {
@@ -124,6 +128,25 @@ float Weight(IParamBlock2* pb, TimeValue t, int i, float pastTable, Interval& va
     if (i >= pb->Count(kWeight)) return pastTable;
     return pb->GetFloat(kWeight, t, valid, i);
 }
+
+INode* Node(IParamBlock2* pb, int i) {
+    return i >= 0 && i < Count(pb) ? pb->GetINode(kTargets, 0, i) : nullptr;
+}
+
+float CurrentWeight(IParamBlock2* pb, int i) {
+    if (!pb || i < 0 || i >= pb->Count(kWeight)) return 0.0f;
+    return pb->GetFloat(kWeight, GetCOREInterface()->GetTime(), i);
+}
+
+bool SetCurrentWeight(IParamBlock2* pb, int i, float weight) {
+    if (!pb || i < 0 || i >= pb->Count(kWeight)) return false;
+    theHold.Begin();
+    pb->SetValue(kWeight, GetCOREInterface()->GetTime(), weight, i);
+    AcceptChange();
+    return true;
+}
+
+void AcceptChange() { theHold.Accept(GetStringOr(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data()); }
 
 }  // namespace targetlist
 

@@ -88,6 +88,15 @@ void Append(IParamBlock2* pb, INode* target, float weight);
 // Removes entry i of target_list and weight.
 void Delete(IParamBlock2* pb, int i);
 float Weight(IParamBlock2* pb, TimeValue t, int i, float pastTable, Interval& valid);
+// Entry i of target_list, or null when i is outside the list.
+INode* Node(IParamBlock2* pb, int i);
+// Entry i of weight at the current time; 0 outside the table.
+float CurrentWeight(IParamBlock2* pb, int i);
+// Sets entry i of weight at the current time as one "Constraint Change" hold; false (nothing
+// held) outside the table.
+bool SetCurrentWeight(IParamBlock2* pb, int i, float weight);
+// Closes the hold of a list edit under the "Constraint Change" name.
+void AcceptChange();
 }  // namespace targetlist
 
 // Plain-data chunks of the constraints' own state. ReadChunk refuses (IO_ERROR) a chunk whose
@@ -105,6 +114,25 @@ IOResult ReadChunk(ILoad* iload, T& v) {
     ULONG nb = 0;
     IOResult r = iload->Read(&v, sizeof(T), &nb);
     return r == IO_OK && nb == sizeof(T) ? IO_OK : IO_ERROR;
+}
+// A flag is stored as an int; a failed read leaves it false.
+inline void WriteFlagChunk(ISave* isave, USHORT id, bool v) { WriteChunk(isave, id, static_cast<int>(v)); }
+inline IOResult ReadFlagChunk(ILoad* iload, bool& v) {
+    int flag = 0;
+    const IOResult r = ReadChunk(iload, flag);
+    v = flag != 0;
+    return r;
+}
+// Opens each chunk in turn and hands its id to read, which answers IO_OK for ids it skips.
+// Stops at the first failure and answers it; IO_OK once the chunks are used up.
+template <class F> IOResult ReadChunks(ILoad* iload, F&& read) {
+    IOResult res;
+    while ((res = iload->OpenChunk()) == IO_OK) {
+        res = read(iload->CurChunkID());
+        iload->CloseChunk();
+        if (res != IO_OK) return res;
+    }
+    return res == IO_END ? IO_OK : res;
 }
 
 }  // namespace kt

@@ -22,11 +22,6 @@ RegistryClassDesc* ParentDesc() { return ClassRegistry::Find(CTRL_MATRIX3_CLASS_
 ClassFactoryRegistrar parentRegistrar(CTRL_MATRIX3_CLASS_ID, PARENT_CONSTRAINT_CLASS_ID,
                                       [](BOOL loading) -> void* { return new ParentConstraint(loading); });
 
-MSTR Str(int id, const MCHAR* fallback) {
-    const MCHAR* s = GetString(id);
-    return MSTR(s ? s : fallback);
-}
-
 // A change of `relative` only changes what the rollup shows; a deleted target changes the
 // blend, which the block does not pass on by itself.
 class ParentConstraintAccessor : public PBAccessor {
@@ -152,7 +147,9 @@ ParentConstraint::ParentConstraint(BOOL loading) {
 
 ParentConstraint::~ParentConstraint() { GetCOREInterface()->UnRegisterTimeChangeCallback(this); }
 
-MSTR ParentConstraint::ClassName(bool) const { return Str(IDS_CLASS_PARENTCONSTRAINT, L"Parent Constraint"); }
+MSTR ParentConstraint::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_PARENTCONSTRAINT, L"Parent Constraint");
+}
 
 RefTargetHandle ParentConstraint::GetReference(int i) {
     if (i == kPBlockRef) return pblock;
@@ -170,7 +167,7 @@ void ParentConstraint::SetReference(int i, RefTargetHandle rtarg) {
 
 MSTR ParentConstraint::SubAnimName(int i, bool) {
     if (i == kPBlockRef) return pblock ? pblock->GetLocalName() : MSTR(L"params");
-    if (i == kOffsetRef) return Str(IDS_OFFSET_LIST, L"Offset List");
+    if (i == kOffsetRef) return GetStringOr(IDS_OFFSET_LIST, L"Offset List");
     return MSTR();
 }
 
@@ -223,34 +220,24 @@ BaseInterface* ParentConstraint::GetInterface(Interface_ID id) {
 
 IOResult ParentConstraint::Save(ISave* isave) {
     WriteChunk(isave, kInitTMChunk, initTM);
-    WriteChunk(isave, kNeedInitChunk, static_cast<int>(needInit));
-    WriteChunk(isave, kLockedChunk, static_cast<int>(mLocked));
+    WriteFlagChunk(isave, kNeedInitChunk, needInit);
+    WriteFlagChunk(isave, kLockedChunk, mLocked);
     return IO_OK;
 }
 
 IOResult ParentConstraint::Load(ILoad* iload) {
-    IOResult res;
-    while ((res = iload->OpenChunk()) == IO_OK) {
-        int flag = 0;
-        switch (iload->CurChunkID()) {
-            case kInitTMChunk:
-                res = ReadChunk(iload, initTM);
-                break;
-            case kNeedInitChunk:
-                res = ReadChunk(iload, flag);
-                needInit = flag != 0;
-                break;
-            case kLockedChunk:
-                res = ReadChunk(iload, flag);
-                mLocked = flag != 0;
-                break;
-            default:
-                break;
+    return ReadChunks(iload, [&](USHORT id) {
+        switch (id) {
+        case kInitTMChunk:
+            return ReadChunk(iload, initTM);
+        case kNeedInitChunk:
+            return ReadFlagChunk(iload, needInit);
+        case kLockedChunk:
+            return ReadFlagChunk(iload, mLocked);
+        default:
+            return IO_OK;
         }
-        iload->CloseChunk();
-        if (res != IO_OK) return res;
-    }
-    return res == IO_END ? IO_OK : res;
+    });
 }
 
 bool ParentConstraint::Relative() {
@@ -451,21 +438,14 @@ void ParentConstraint::SetValue(TimeValue t, void* val, int commit, GetSetMethod
 
 int ParentConstraint::getNumTargets() { return targetlist::Count(pblock); }
 
-INode* ParentConstraint::getNode(int nodeNumber) {
-    if (nodeNumber < 0 || nodeNumber >= getNumTargets()) return nullptr;
-    return pblock->GetINode(pc_target_list, 0, nodeNumber);
-}
+INode* ParentConstraint::getNode(int nodeNumber) { return targetlist::Node(pblock, nodeNumber); }
 
 float ParentConstraint::getWeight(int targetNumber) {
-    if (!pblock || targetNumber < 0 || targetNumber >= pblock->Count(pc_weight)) return 0.0f;
-    return pblock->GetFloat(pc_weight, GetCOREInterface()->GetTime(), targetNumber);
+    return targetlist::CurrentWeight(pblock, targetNumber);
 }
 
 bool ParentConstraint::setWeight(int targetNumber, float weight) {
-    if (!pblock || targetNumber < 0 || targetNumber >= pblock->Count(pc_weight)) return false;
-    theHold.Begin();
-    pblock->SetValue(pc_weight, GetCOREInterface()->GetTime(), weight, targetNumber);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    if (!targetlist::SetCurrentWeight(pblock, targetNumber, weight)) return false;
     if (rollup) rollup->RefreshList();
     return true;
 }
@@ -493,7 +473,7 @@ bool ParentConstraint::appendTarget(INode* target, float weight) {
     Matrix3* p = &offset;
     pblock->Append(pc_offset, 1, &p);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    targetlist::AcceptChange();
     if (rollup) rollup->RefreshList();
     return true;
 }
@@ -506,7 +486,7 @@ bool ParentConstraint::deleteTarget(int targetNumber) {
     snapshots.clear();
     blockDirty_ = true;
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    targetlist::AcceptChange();
     if (rollup) rollup->RefreshList();
     return true;
 }

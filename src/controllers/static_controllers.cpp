@@ -28,11 +28,6 @@ Matrix3 RotMatrixOf(const Quat& q) {
     return m;
 }
 
-MSTR Named(int id, const MCHAR* fallback) {
-    const MCHAR* s = GetString(id);
-    return MSTR(s ? s : fallback);
-}
-
 template <class T>
 class ValueRestore : public RestoreObj {
 public:
@@ -224,11 +219,17 @@ static ReferenceTarget* CloneStatic(C* from, RemapDir& remap) {
     return c;
 }
 
-MSTR StaticFloat::ClassName(bool) const { return Named(IDS_CLASS_STATICFLOAT, L"Static Float"); }
-MSTR StaticPosition::ClassName(bool) const { return Named(IDS_CLASS_STATICPOSITION, L"Static Position"); }
-MSTR StaticRotation::ClassName(bool) const { return Named(IDS_CLASS_STATICROTATION, L"Static Rotation"); }
-MSTR StaticScale::ClassName(bool) const { return Named(IDS_CLASS_STATICSCALE, L"Static Scale"); }
-MSTR StaticTransform::ClassName(bool) const { return Named(IDS_CLASS_STATICTRANSFORM, L"Static Transform"); }
+MSTR StaticFloat::ClassName(bool) const { return GetStringOr(IDS_CLASS_STATICFLOAT, L"Static Float"); }
+MSTR StaticPosition::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_STATICPOSITION, L"Static Position");
+}
+MSTR StaticRotation::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_STATICROTATION, L"Static Rotation");
+}
+MSTR StaticScale::ClassName(bool) const { return GetStringOr(IDS_CLASS_STATICSCALE, L"Static Scale"); }
+MSTR StaticTransform::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_STATICTRANSFORM, L"Static Transform");
+}
 ReferenceTarget* StaticFloat::Clone(RemapDir& remap) { return CloneStatic(this, remap); }
 ReferenceTarget* StaticPosition::Clone(RemapDir& remap) { return CloneStatic(this, remap); }
 ReferenceTarget* StaticRotation::Clone(RemapDir& remap) { return CloneStatic(this, remap); }

@@ -71,11 +71,6 @@ const bool interfacesReady = (InterfaceFor(IPOSITIONCONNECTION_INTERFACE_ID), tr
 
 float Guard(float w) { return std::fabs(w) < kWeightGuard ? kWeightGuard : w; }
 
-MSTR Named(int id, const MCHAR* fallback) {
-    const MCHAR* s = GetString(id);
-    return MSTR(s ? s : fallback);
-}
-
 }  // namespace
 
 // ---- WeightedConnection ----
@@ -136,7 +131,9 @@ PositionConnection::PositionConnection(BOOL loading) {
     if (!loading) MakeBlock();
 }
 
-MSTR PositionConnection::ClassName(bool) const { return Named(IDS_CLASS_POSITIONCONNECTION, L"Position Connection"); }
+MSTR PositionConnection::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_POSITIONCONNECTION, L"Position Connection");
+}
 
 ReferenceTarget* PositionConnection::Clone(RemapDir& remap) {
     auto* c = new PositionConnection(TRUE);
@@ -186,7 +183,9 @@ RotationConnection::RotationConnection(BOOL loading) {
     if (!loading) MakeBlock();
 }
 
-MSTR RotationConnection::ClassName(bool) const { return Named(IDS_CLASS_ROTATIONCONNECTION, L"Rotation Connection"); }
+MSTR RotationConnection::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_ROTATIONCONNECTION, L"Rotation Connection");
+}
 
 ReferenceTarget* RotationConnection::Clone(RemapDir& remap) {
     auto* c = new RotationConnection(TRUE);
@@ -254,7 +253,9 @@ ScaleConnection::ScaleConnection(BOOL loading) {
     if (!loading) MakeBlock();
 }
 
-MSTR ScaleConnection::ClassName(bool) const { return Named(IDS_CLASS_SCALECONNECTION, L"Scale Connection"); }
+MSTR ScaleConnection::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_SCALECONNECTION, L"Scale Connection");
+}
 
 ReferenceTarget* ScaleConnection::Clone(RemapDir& remap) {
     auto* c = new ScaleConnection(TRUE);

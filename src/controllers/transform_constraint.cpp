@@ -19,11 +19,6 @@ constexpr USHORT kStoredLocalChunk = 0x0160;
 constexpr USHORT kReferenceChunk = 0x0170;
 constexpr USHORT kLockedChunk = 0x0180;
 
-MSTR Str(int id, const MCHAR* fallback) {
-    const MCHAR* s = GetString(id);
-    return MSTR(s ? s : fallback);
-}
-
 RegistryClassDesc* ScaleDesc() { return ClassRegistry::Find(CTRL_SCALE_CLASS_ID, SCALE_CONSTRAINT_CLASS_ID); }
 RegistryClassDesc* TransformDesc() { return ClassRegistry::Find(CTRL_MATRIX3_CLASS_ID, TRANSFORM_CONSTRAINT_CLASS_ID); }
 
@@ -171,20 +166,12 @@ MSTR TargetListControl::SubAnimName(int i, bool) {
     return i == 0 && pblock ? pblock->GetLocalName() : MSTR();
 }
 
-INode* TargetListControl::ListNode(int i) {
-    return i >= 0 && i < ListCount() ? pblock->GetINode(p_target_list, 0, i) : nullptr;
-}
+INode* TargetListControl::ListNode(int i) { return targetlist::Node(pblock, i); }
 
-float TargetListControl::ListWeight(int i) {
-    if (!pblock || i < 0 || i >= pblock->Count(p_weight)) return 0.0f;
-    return pblock->GetFloat(p_weight, GetCOREInterface()->GetTime(), i);
-}
+float TargetListControl::ListWeight(int i) { return targetlist::CurrentWeight(pblock, i); }
 
 bool TargetListControl::ListSetWeight(int i, float w) {
-    if (!pblock || i < 0 || i >= pblock->Count(p_weight)) return false;
-    theHold.Begin();
-    pblock->SetValue(p_weight, GetCOREInterface()->GetTime(), w, i);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    if (!targetlist::SetCurrentWeight(pblock, i, w)) return false;
     if (rollup) rollup->RefreshList();
     return true;
 }
@@ -194,7 +181,7 @@ bool TargetListControl::ListAppend(INode* target, float w) {
     theHold.Begin();
     targetlist::Append(pblock, target, w);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    targetlist::AcceptChange();
     if (rollup) rollup->RefreshList();
     return true;
 }
@@ -204,7 +191,7 @@ bool TargetListControl::ListDelete(int i) {
     theHold.Begin();
     targetlist::Delete(pblock, i);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
-    theHold.Accept(Str(IDS_CONSTRAINT_CHANGE, L"Constraint Change").data());
+    targetlist::AcceptChange();
     if (rollup) rollup->RefreshList();
     return true;
 }
@@ -224,7 +211,9 @@ ScaleConstraint::ScaleConstraint(BOOL loading) {
     if (!loading) ReplaceReference(0, CreateParameterBlock2(&ScaleBlock(), this));
 }
 
-MSTR ScaleConstraint::ClassName(bool) const { return Str(IDS_CLASS_SCALECONSTRAINT, L"Scale Constraint"); }
+MSTR ScaleConstraint::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_SCALECONSTRAINT, L"Scale Constraint");
+}
 
 ReferenceTarget* ScaleConstraint::Clone(RemapDir& remap) {
     auto* c = new ScaleConstraint(TRUE);
@@ -307,36 +296,34 @@ IOResult ScaleConstraint::Save(ISave* isave) {
     WriteChunk(isave, kFirstScaleChunk, firstTargetScale);
     WriteChunk(isave, kFirstAxisChunk, firstTargetAxis);
     WriteChunk(isave, kLastCountChunk, lastCount);
-    WriteChunk(isave, kNeedInitChunk, static_cast<int>(needInit));
-    WriteChunk(isave, kLockedChunk, static_cast<int>(mLocked));
+    WriteFlagChunk(isave, kNeedInitChunk, needInit);
+    WriteFlagChunk(isave, kLockedChunk, mLocked);
     return IO_OK;
 }
 
 IOResult ScaleConstraint::Load(ILoad* iload) {
-    IOResult res;
-    while ((res = iload->OpenChunk()) == IO_OK) {
-        int flag = 0;
-        switch (iload->CurChunkID()) {
-            case kBaseScaleChunk: res = ReadChunk(iload, baseScale); break;
-            case kFirstScaleChunk: res = ReadChunk(iload, firstTargetScale); break;
-            case kFirstAxisChunk: res = ReadChunk(iload, firstTargetAxis); break;
-            case kLastCountChunk: res = ReadChunk(iload, lastCount); break;
-            case kNeedInitChunk:
-                res = ReadChunk(iload, flag);
-                needInit = flag != 0;
-                break;
-            case kLockedChunk:
-                res = ReadChunk(iload, flag);
-                mLocked = flag != 0;
-                break;
-            default: break;
+    const IOResult res = ReadChunks(iload, [&](USHORT id) {
+        switch (id) {
+        case kBaseScaleChunk:
+            return ReadChunk(iload, baseScale);
+        case kFirstScaleChunk:
+            return ReadChunk(iload, firstTargetScale);
+        case kFirstAxisChunk:
+            return ReadChunk(iload, firstTargetAxis);
+        case kLastCountChunk:
+            return ReadChunk(iload, lastCount);
+        case kNeedInitChunk:
+            return ReadFlagChunk(iload, needInit);
+        case kLockedChunk:
+            return ReadFlagChunk(iload, mLocked);
+        default:
+            return IO_OK;
         }
-        iload->CloseChunk();
-        if (res != IO_OK) return res;
-    }
+    });
+    if (res != IO_OK) return res;
     // The rebase state is not saved: the first evaluation rebuilds it from the saved base.
     lastResult = baseScale;
-    return res == IO_END ? IO_OK : res;
+    return IO_OK;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -349,7 +336,9 @@ TransformConstraint::TransformConstraint(BOOL loading) {
 
 TransformConstraint::~TransformConstraint() { GetCOREInterface()->UnRegisterTimeChangeCallback(this); }
 
-MSTR TransformConstraint::ClassName(bool) const { return Str(IDS_CLASS_TRANSFORMCONSTRAINT, L"Transform Constraint"); }
+MSTR TransformConstraint::ClassName(bool) const {
+    return GetStringOr(IDS_CLASS_TRANSFORMCONSTRAINT, L"Transform Constraint");
+}
 
 ReferenceTarget* TransformConstraint::Clone(RemapDir& remap) {
     auto* c = new TransformConstraint(TRUE);
@@ -479,30 +468,30 @@ IOResult TransformConstraint::Save(ISave* isave) {
     WriteChunk(isave, kStoredLocalChunk, storedLocal);
     WriteChunk(isave, kReferenceChunk, referenceBlend);
     WriteChunk(isave, kLastCountChunk, lastCount);
-    WriteChunk(isave, kLockedChunk, static_cast<int>(mLocked));
+    WriteFlagChunk(isave, kLockedChunk, mLocked);
     return IO_OK;
 }
 
 IOResult TransformConstraint::Load(ILoad* iload) {
-    IOResult res;
-    while ((res = iload->OpenChunk()) == IO_OK) {
-        int flag = 0;
-        switch (iload->CurChunkID()) {
-            case kStoredWorldChunk: res = ReadChunk(iload, storedWorld); break;
-            case kStoredLocalChunk: res = ReadChunk(iload, storedLocal); break;
-            case kReferenceChunk: res = ReadChunk(iload, referenceBlend); break;
-            case kLastCountChunk: res = ReadChunk(iload, lastCount); break;
-            case kLockedChunk:
-                res = ReadChunk(iload, flag);
-                mLocked = flag != 0;
-                break;
-            default: break;
+    const IOResult res = ReadChunks(iload, [&](USHORT id) {
+        switch (id) {
+        case kStoredWorldChunk:
+            return ReadChunk(iload, storedWorld);
+        case kStoredLocalChunk:
+            return ReadChunk(iload, storedLocal);
+        case kReferenceChunk:
+            return ReadChunk(iload, referenceBlend);
+        case kLastCountChunk:
+            return ReadChunk(iload, lastCount);
+        case kLockedChunk:
+            return ReadFlagChunk(iload, mLocked);
+        default:
+            return IO_OK;
         }
-        iload->CloseChunk();
-        if (res != IO_OK) return res;
-    }
+    });
+    if (res != IO_OK) return res;
     needInit = true;
-    return res == IO_END ? IO_OK : res;
+    return IO_OK;
 }
 
 }  // namespace kt

@@ -249,6 +249,11 @@ const MCHAR* GetString(int id) {
     return gBuffer;
 }
 
+MSTR GetStringOr(int id, const MCHAR* fallback) {
+    const MCHAR* s = GetString(id);
+    return MSTR(s ? s : fallback);
+}
+
 void SetModuleInstance(HINSTANCE instance) { gModuleInstance = instance; }
 
 HINSTANCE GetModuleInstance() { return gModuleInstance; }

@@ -3,6 +3,7 @@
 
 #include <span>
 #include "maxtypes.h"
+#include "strclass.h"
 
 namespace kt {
 
@@ -14,6 +15,9 @@ constexpr int kStringBufferSize = 512;
 // Null while the module handle is unknown and for an id the table lacks. Texts longer
 // than the buffer are cut to fit. Main thread only.
 const MCHAR* GetString(int id);
+
+// Entry `id` as an owned string, or `fallback` where GetString answers null.
+MSTR GetStringOr(int id, const MCHAR* fallback);
 
 // The module handle strings are loaded with. Set once when the library is attached
 // and valid for the life of the process; null before.

@@ -53,26 +53,10 @@ bool ParentConstraintPickNode::PickTarget(INode* node) {
     return Filter(node) && pc_->appendTarget(node, 50.0f);
 }
 
-BOOL ParentConstraintPickNode::HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) {
-    (void)hWnd;
-    (void)flags;
-    return ip && ip->PickNode(vpt, m, this) ? TRUE : FALSE;
-}
-
 BOOL ParentConstraintPickNode::Pick(IObjParam* ip, ViewExp* vpt) {
     (void)ip;
     if (vpt) PickTarget(vpt->GetClosestHit());
     return TRUE;
-}
-
-void ParentConstraintPickNode::EnterMode(IObjParam* ip) {
-    (void)ip;
-    if (modeChanged) modeChanged(true);
-}
-
-void ParentConstraintPickNode::ExitMode(IObjParam* ip) {
-    (void)ip;
-    if (modeChanged) modeChanged(false);
 }
 
 ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* parent)
@@ -119,10 +103,10 @@ ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* pa
         pickButton_->setNode(nullptr);
     });
     // The button shows the mode; the mode may end from the viewport (a pick, a right click).
-    pick_.modeChanged = [this](bool on) {
+    pick_.SetModeChanged([this](bool on) {
         const QSignalBlocker block(pickMode_);
         pickMode_->setChecked(on);
-    };
+    });
     connect(pickMode_, &QPushButton::toggled, this, [this](bool on) {
         if (on)
             GetCOREInterface()->SetPickMode(&pick_);
@@ -142,7 +126,7 @@ ParentConstraintRollup::ParentConstraintRollup(ParentConstraint* pc, QWidget* pa
 }
 
 ParentConstraintRollup::~ParentConstraintRollup() {
-    pick_.modeChanged = nullptr;
+    pick_.SetModeChanged(nullptr);
     if (GetCOREInterface()->GetCurPickMode() == &pick_) GetCOREInterface()->ClearPickMode();
     if (dragging_) theHold.Cancel();
     if (pc_ && pc_->rollup == this) pc_->rollup = nullptr;

@@ -8,12 +8,9 @@
 // follows the constraint's list while it is open.
 #pragma once
 
-#include <functional>
-
-#include "cmdmode.h"
 #include "controllers/constraint_targets.h"
+#include "frame/node_pick_mode.h"
 #include "ui/qmax_param_block_widget.h"
-#include "viewexp.h"
 
 class QTableWidget;
 class QPushButton;
@@ -29,19 +26,13 @@ class ParentConstraint;
 // The pick mode of the rollup: a click on a node in a viewport appends it as a parent, with the
 // default weight. Its filter refuses nodes that depend on the constraint and nodes already
 // listed. One pick ends the mode.
-class ParentConstraintPickNode : public PickModeCallback, public PickNodeCallback {
-public:
+class ParentConstraintPickNode : public NodePickMode {
+  public:
     explicit ParentConstraintPickNode(ParentConstraint* pc) : pc_(pc) {}
     BOOL Filter(INode* node) override;
-    BOOL HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) override;
     BOOL Pick(IObjParam* ip, ViewExp* vpt) override;
-    void EnterMode(IObjParam* ip) override;
-    void ExitMode(IObjParam* ip) override;
-    PickNodeCallback* GetFilter() override { return this; }
     // Filters, then appends node; false when refused.
     bool PickTarget(INode* node);
-    // Told when the mode starts (true) and ends (false).
-    std::function<void(bool)> modeChanged;
 
 private:
     ParentConstraint* pc_;

@@ -34,27 +34,11 @@ int CurrentFrame() { return GetCOREInterface()->GetTime() / GetTicksPerFrame(); 
 
 BOOL PickIKFKLinkNode::Filter(INode* node) { return link_ && link_->CanPick(node) ? TRUE : FALSE; }
 
-BOOL PickIKFKLinkNode::HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) {
-    (void)hWnd;
-    (void)flags;
-    return ip && ip->PickNode(vpt, m, this) ? TRUE : FALSE;
-}
-
 BOOL PickIKFKLinkNode::Pick(IObjParam* ip, ViewExp* vpt) {
     (void)ip;
     INode* node = vpt ? vpt->GetClosestHit() : nullptr;
     if (node && Filter(node)) link_->AddTarget(node, CurrentFrame());
     return TRUE;
-}
-
-void PickIKFKLinkNode::EnterMode(IObjParam* ip) {
-    (void)ip;
-    if (modeChanged_) modeChanged_(true);
-}
-
-void PickIKFKLinkNode::ExitMode(IObjParam* ip) {
-    (void)ip;
-    if (modeChanged_) modeChanged_(false);
 }
 
 IKFKLinkRollup::IKFKLinkRollup(IKFKLink* link, QWidget* parent)

@@ -7,12 +7,9 @@
 // ("IKFK Change"). The list follows the link's tables while the rollup is open.
 #pragma once
 
-#include <functional>
-
-#include "cmdmode.h"
+#include "frame/node_pick_mode.h"
 #include "solvers/ikfk_link.h"
 #include "ui/qmax_param_block_widget.h"
-#include "viewexp.h"
 
 class QTableWidget;
 class QPushButton;
@@ -24,22 +21,15 @@ namespace kt {
 
 // The rollup's pick mode; its filter refuses the controlled node and the nodes that depend
 // on it.
-class PickIKFKLinkNode : public PickModeCallback, public PickNodeCallback {
-public:
+class PickIKFKLinkNode : public NodePickMode {
+  public:
     explicit PickIKFKLinkNode(IKFKLink* link) : link_(link) {}
     BOOL Filter(INode* node) override;
-    PickNodeCallback* GetFilter() override { return this; }
-    BOOL HitTest(IObjParam* ip, HWND hWnd, ViewExp* vpt, IPoint2 m, int flags) override;
     // Adds the picked node at the current frame; ends the mode.
     BOOL Pick(IObjParam* ip, ViewExp* vpt) override;
-    void EnterMode(IObjParam* ip) override;
-    void ExitMode(IObjParam* ip) override;
-    // Told when the mode is entered (true) and left (false): the rollup's button state.
-    void SetModeChanged(std::function<void(bool)> fn) { modeChanged_ = std::move(fn); }
 
 private:
     IKFKLink* link_;
-    std::function<void(bool)> modeChanged_;
 };
 
 class IKFKLinkRollup : public MaxSDK::QMaxParamBlockWidget, public IKFKLinkRollupLink {

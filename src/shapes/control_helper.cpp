@@ -496,30 +496,13 @@ INode* ControlHelper::OwnerNode() {
 
 // ---- IControlHelper.
 
-void ControlHelper::ResetGizmo() {
-    if (!pblock) return;
-    theHold.Begin();
-    pblock->SetValue(pb_gizmo, 0, Matrix3());
-    theHold.Accept(L"Reset Gizmo");
-}
-
-int ControlHelper::GetType() { return pblock ? pblock->GetInt(pb_type) : kGizmoNone; }
-void ControlHelper::SetType(int type) {
-    if (pblock) pblock->SetValue(pb_type, 0, type);
-}
-
-Matrix3 ControlHelper::GetGizmoTM() { return pblock ? pblock->GetMatrix3(pb_gizmo) : Matrix3(); }
-void ControlHelper::SetGizmoTM(Matrix3 m) {
-    if (pblock) pblock->SetValue(pb_gizmo, 0, m);
-}
-
+void ControlHelper::ResetGizmo() { ResetBlockGizmo(pblock); }
+int ControlHelper::GetType() { return BlockGizmoType(pblock); }
+void ControlHelper::SetType(int type) { SetBlockGizmoType(pblock, type); }
+Matrix3 ControlHelper::GetGizmoTM() { return BlockGizmoTM(pblock); }
+void ControlHelper::SetGizmoTM(Matrix3 m) { SetBlockGizmoTM(pblock, m); }
 Point3 ControlHelper::GetGizmoPos() { return GetGizmoTM().GetTrans(); }
-void ControlHelper::SetGizmoPos(Point3 p) {
-    Matrix3 m = GetGizmoTM();
-    m.SetTrans(p);
-    SetGizmoTM(m);
-}
-
+void ControlHelper::SetGizmoPos(Point3 p) { SetGizmoTM(WithGizmoPos(GetGizmoTM(), p)); }
 Quat ControlHelper::GetGizmoRot() { return GizmoRotation(GetGizmoTM()); }
 void ControlHelper::SetGizmoRot(Quat q) { SetGizmoTM(WithGizmoRotation(GetGizmoTM(), q)); }
 Point3 ControlHelper::GetGizmoScale() { return GizmoScale(GetGizmoTM()); }

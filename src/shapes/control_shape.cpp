@@ -1,7 +1,6 @@
 #include "shapes/control_shape.h"
 
 #include "frame/class_registry.h"
-#include "hold.h"
 #include "iosave.h"
 #include "resources/resource.h"
 #include "resources/string_table.h"
@@ -165,26 +164,6 @@ Point3 ControlShape::InterpPiece3D(TimeValue t, int curve, int piece, float para
 void ControlShape::GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) {
     UpdateShape(t);
     SplineShape::GetLocalBoundBox(t, inode, vpt, box);
-}
-
-void ControlShape::ResetGizmo() {
-    if (!pblock) return;
-    theHold.Begin();
-    pblock->SetValue(pb_gizmo, 0, Matrix3());
-    theHold.Accept(L"Reset Gizmo");
-}
-int ControlShape::GetType() { return pblock ? pblock->GetInt(pb_type) : kGizmoNone; }
-void ControlShape::SetType(int type) {
-    if (pblock) pblock->SetValue(pb_type, 0, type);
-}
-void ControlShape::SetGizmoPos(Point3 p) {
-    Matrix3 m = GetGizmoTM();
-    m.SetTrans(p);
-    SetGizmoTM(m);
-}
-Matrix3 ControlShape::GetGizmoTM() { return pblock ? pblock->GetMatrix3(pb_gizmo) : Matrix3(); }
-void ControlShape::SetGizmoTM(Matrix3 m) {
-    if (pblock) pblock->SetValue(pb_gizmo, 0, m);
 }
 
 }  // namespace kt

@@ -101,13 +101,13 @@ public:
     void GetLocalBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
 
     // ---- IControlShape.
-    void ResetGizmo() override;
-    int GetType() override;
-    void SetType(int type) override;
+    void ResetGizmo() override { ResetBlockGizmo(pblock); }
+    int GetType() override { return BlockGizmoType(pblock); }
+    void SetType(int type) override { SetBlockGizmoType(pblock, type); }
     Point3 GetGizmoPos() override { return GetGizmoTM().GetTrans(); }
-    void SetGizmoPos(Point3 p) override;
-    Matrix3 GetGizmoTM() override;
-    void SetGizmoTM(Matrix3 m) override;
+    void SetGizmoPos(Point3 p) override { SetGizmoTM(WithGizmoPos(GetGizmoTM(), p)); }
+    Matrix3 GetGizmoTM() override { return BlockGizmoTM(pblock); }
+    void SetGizmoTM(Matrix3 m) override { SetBlockGizmoTM(pblock, m); }
     Quat GetGizmoRot() override { return GizmoRotation(GetGizmoTM()); }
     void SetGizmoRot(Quat q) override { SetGizmoTM(WithGizmoRotation(GetGizmoTM(), q)); }
     Point3 GetGizmoScale() override { return GizmoScale(GetGizmoTM()); }

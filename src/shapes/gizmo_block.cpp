@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "decomp.h"
+#include "hold.h"
 #include "resources/resource.h"
 
 namespace kt {
@@ -116,6 +117,31 @@ Matrix3 WithGizmoScale(const Matrix3& m, const Point3& s) {
     decomp_affine(m, &ap);
     ap.k = Point3(std::fabs(s.x), std::fabs(s.y), std::fabs(s.z));
     return host::ComposeAffine(ap);
+}
+
+Matrix3 WithGizmoPos(const Matrix3& m, const Point3& p) {
+    Matrix3 r = m;
+    r.SetTrans(p);
+    return r;
+}
+
+int BlockGizmoType(IParamBlock2* pb) { return pb ? pb->GetInt(pb_type) : kGizmoNone; }
+
+void SetBlockGizmoType(IParamBlock2* pb, int type) {
+    if (pb) pb->SetValue(pb_type, 0, type);
+}
+
+Matrix3 BlockGizmoTM(IParamBlock2* pb) { return pb ? pb->GetMatrix3(pb_gizmo) : Matrix3(); }
+
+void SetBlockGizmoTM(IParamBlock2* pb, const Matrix3& m) {
+    if (pb) pb->SetValue(pb_gizmo, 0, m);
+}
+
+void ResetBlockGizmo(IParamBlock2* pb) {
+    if (!pb) return;
+    theHold.Begin();
+    pb->SetValue(pb_gizmo, 0, Matrix3());
+    theHold.Accept(L"Reset Gizmo");
 }
 
 }  // namespace kt

@@ -19,5 +19,15 @@ Quat GizmoRotation(const Matrix3& m);
 Point3 GizmoScale(const Matrix3& m);
 Matrix3 WithGizmoRotation(const Matrix3& m, const Quat& q);
 Matrix3 WithGizmoScale(const Matrix3& m, const Point3& s);
+Matrix3 WithGizmoPos(const Matrix3& m, const Point3& p);
+
+// `type` and `gizmo` of a block as the owners publish them: a null block reads as no figure
+// and an identity gizmo, and takes no sets.
+int BlockGizmoType(IParamBlock2* pb);
+void SetBlockGizmoType(IParamBlock2* pb, int type);
+Matrix3 BlockGizmoTM(IParamBlock2* pb);
+void SetBlockGizmoTM(IParamBlock2* pb, const Matrix3& m);
+// `gizmo` back to identity as one "Reset Gizmo" undo step.
+void ResetBlockGizmo(IParamBlock2* pb);
 
 }  // namespace kt

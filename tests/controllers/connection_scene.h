@@ -5,26 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "control.h"
-#include "frame/class_registry.h"
 #include "hold.h"
 #include "inode.h"
-#include "iplugin.h"
+#include "library_scene.h"
 #include "maxapi.h"
-#include "resources/string_table.h"
 #include "stdctrl.h"
 
 namespace kttest::conn {
-
-// Display names on, and the library's classes known to scripts and scene files.
-inline void RegisterClasses() {
-    static int module = 0;
-    kt::SetModuleInstance(reinterpret_cast<HINSTANCE>(&module));
-    for (unsigned i = 0; i < kt::kNumClasses; ++i) {
-        kt::RegistryClassDesc* cd = kt::ClassRegistry::DescAt(i);
-        if (cd->HasFactory() && !host::ClassDirectory::Get().FindClass(cd->SuperClassID(), cd->ClassID()))
-            host::ClassDirectory::Get().AddClass(cd, L"Kinetrope");
-    }
-}
 
 // A node whose position is a Position XYZ: three Bezier float tracks, sub-anims 0..2.
 inline INode* XYZNode(const wchar_t* name) {
@@ -48,12 +35,6 @@ inline void Write(Control* c, float v, TimeValue t = 0) { c->SetValue(t, &v, 1, 
 
 inline Control* Sub(INode* n, int i) { return static_cast<Control*>(XYZOf(n)->SubAnim(i)); }
 
-struct ConnectionTest : ::testing::Test {
-    void SetUp() override {
-        RegisterClasses();
-        host::ResetScene();
-    }
-    void TearDown() override { host::ResetScene(); }
-};
+using ConnectionTest = LibrarySceneTest;
 
 }  // namespace kttest::conn

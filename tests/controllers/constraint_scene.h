@@ -10,12 +10,10 @@
 #include <vector>
 
 #include "controllers/static_controllers.h"
-#include "frame/class_registry.h"
 #include "hold.h"
 #include "inode.h"
-#include "iplugin.h"
+#include "library_scene.h"
 #include "maxapi.h"
-#include "resources/string_table.h"
 
 namespace kttest {
 
@@ -49,24 +47,7 @@ inline std::vector<std::pair<const char*, Matrix3>> ParentCases() {
             {"mirrored", mirrored}};
 }
 
-// Display names on, and the library's classes known to scripts and scene files.
-inline void RegisterLibraryClasses() {
-    static int module = 0;
-    kt::SetModuleInstance(reinterpret_cast<HINSTANCE>(&module));
-    for (unsigned i = 0; i < kt::kNumClasses; ++i) {
-        kt::RegistryClassDesc* cd = kt::ClassRegistry::DescAt(i);
-        if (cd->HasFactory() && !host::ClassDirectory::Get().FindClass(cd->SuperClassID(), cd->ClassID()))
-            host::ClassDirectory::Get().AddClass(cd, L"Kinetrope");
-    }
-}
-
-struct ConstraintTest : ::testing::Test {
-    void SetUp() override {
-        RegisterLibraryClasses();
-        host::ResetScene();
-    }
-    void TearDown() override { host::ResetScene(); }
-};
+using ConstraintTest = LibrarySceneTest;
 
 // Angle in radians between two rotations (either sign).
 inline float AngleBetweenRotations(const Quat& a, const Quat& b) {

@@ -3,13 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include "frame/class_registry.h"
 #include "hold.h"
 #include "inode.h"
-#include "iplugin.h"
+#include "library_scene.h"
 #include "maxapi.h"
 #include "polyobj.h"
-#include "resources/string_table.h"
 #include "scenefile.h"
 #include "subobj.h"
 #include "shapes/control_helper.h"
@@ -17,25 +15,10 @@
 
 namespace shapes_test {
 
-// Display names on, and the library's classes known to scene files.
-inline void RegisterLibraryClasses() {
-    static int module = 0;
-    kt::SetModuleInstance(reinterpret_cast<HINSTANCE>(&module));
-    for (unsigned i = 0; i < kt::kNumClasses; ++i) {
-        kt::RegistryClassDesc* cd = kt::ClassRegistry::DescAt(i);
-        if (cd->HasFactory() && !host::ClassDirectory::Get().FindClass(cd->SuperClassID(), cd->ClassID()))
-            host::ClassDirectory::Get().AddClass(cd, L"Kinetrope");
-    }
-}
-
-struct ShapesTest : ::testing::Test {
-    void SetUp() override {
-        RegisterLibraryClasses();
-        host::ResetScene();
-    }
+struct ShapesTest : kttest::LibrarySceneTest {
     void TearDown() override {
         host::SetSubObjectLevel(nullptr, 0);
-        host::ResetScene();
+        kttest::LibrarySceneTest::TearDown();
     }
 
     // A helper node of the given type and size at pos.

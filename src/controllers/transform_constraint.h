@@ -81,7 +81,19 @@ protected:
     }
 };
 
-class ScaleConstraint : public TargetListControl, public IScaleConstraint {
+// The published list functions of Iface answered by the list.
+template <class Iface>
+class TargetListConstraint : public TargetListControl, public Iface {
+public:
+    int getNumTargets() override { return ListCount(); }
+    INode* getNode(int n) override { return ListNode(n); }
+    float getWeight(int n) override { return ListWeight(n); }
+    bool setWeight(int n, float w) override { return ListSetWeight(n, w); }
+    bool appendTarget(INode* target, float w) override { return ListAppend(target, w); }
+    bool deleteTarget(int n) override { return ListDelete(n); }
+};
+
+class ScaleConstraint : public TargetListConstraint<IScaleConstraint> {
 public:
     explicit ScaleConstraint(BOOL loading = FALSE);
     SClass_ID SuperClassID() override { return CTRL_SCALE_CLASS_ID; }
@@ -98,13 +110,6 @@ public:
     void SetValue(TimeValue, void*, int = 1, GetSetMethod = CTRL_ABSOLUTE) override {}
     ScaleValue Blend(TimeValue t, Interval& valid);
 
-    int getNumTargets() override { return ListCount(); }
-    INode* getNode(int n) override { return ListNode(n); }
-    float getWeight(int n) override { return ListWeight(n); }
-    bool setWeight(int n, float w) override { return ListSetWeight(n, w); }
-    bool appendTarget(INode* target, float w) override { return ListAppend(target, w); }
-    bool deleteTarget(int n) override { return ListDelete(n); }
-
     ScaleValue baseScale;
     Point3 firstTargetScale{1.0f, 1.0f, 1.0f};
     Quat firstTargetAxis;
@@ -113,7 +118,7 @@ public:
     ScaleValue lastResult;
 };
 
-class TransformConstraint : public TargetListControl, public ITransformConstraint, public TimeChangeCallback {
+class TransformConstraint : public TargetListConstraint<ITransformConstraint>, public TimeChangeCallback {
 public:
     explicit TransformConstraint(BOOL loading = FALSE);
     ~TransformConstraint() override;
@@ -133,13 +138,6 @@ public:
     void Copy(Control* from) override;
     // Nothing is kept per time: the stored matrices hold for every time.
     void TimeChanged(TimeValue t) override { (void)t; }
-
-    int getNumTargets() override { return ListCount(); }
-    INode* getNode(int n) override { return ListNode(n); }
-    float getWeight(int n) override { return ListWeight(n); }
-    bool setWeight(int n, float w) override { return ListSetWeight(n, w); }
-    bool appendTarget(INode* target, float w) override { return ListAppend(target, w); }
-    bool deleteTarget(int n) override { return ListDelete(n); }
 
     Matrix3 storedWorld, storedLocal, referenceBlend;
     bool needInit = true;

@@ -10,6 +10,7 @@
 #include "hold.h"
 #include "inode.h"
 #include "iplugin.h"
+#include "library_scene.h"
 #include "maxapi.h"
 #include "maxscript.h"
 #include "modifier.h"
@@ -21,19 +22,7 @@ namespace {
 
 using kt::AnimationManagerMod;
 
-struct AnimationManagerTest : ::testing::Test {
-    void SetUp() override {
-        static int module = 0;
-        kt::SetModuleInstance(reinterpret_cast<HINSTANCE>(&module));
-        for (unsigned i = 0; i < kt::kNumClasses; ++i) {
-            kt::RegistryClassDesc* cd = kt::ClassRegistry::DescAt(i);
-            if (cd->HasFactory() && !host::ClassDirectory::Get().FindClass(cd->SuperClassID(), cd->ClassID()))
-                host::ClassDirectory::Get().AddClass(cd, L"Kinetrope");
-        }
-        host::ResetScene();
-    }
-    void TearDown() override { host::ResetScene(); }
-
+struct AnimationManagerTest : kttest::LibrarySceneTest {
     static INode* Node(const wchar_t* name) {
         auto* obj = static_cast<Object*>(CreateInstance(HELPER_CLASS_ID, POINTHELP_CLASS_ID));
         INode* n = GetCOREInterface()->CreateObjectNode(obj, name);

@@ -6,6 +6,7 @@
 // target_list (node table), 2 relative. Indexes are 0-based here and 1-based in scripts.
 #pragma once
 
+#include "decomp.h"
 #include "ifnpub.h"
 #include "iosave.h"
 #include "iparamb2.h"
@@ -98,6 +99,40 @@ bool SetCurrentWeight(IParamBlock2* pb, int i, float weight);
 // Closes the hold of a list edit under the "Constraint Change" name.
 void AcceptChange();
 }  // namespace targetlist
+
+// A running weighted blend of decomposed matrices: position and scale by weight, rotation and
+// stretch rotation by successive slerps, each entry in proportion to its share of the sum so far.
+struct PartsBlend {
+    Point3 pos{0.0f, 0.0f, 0.0f}, scale{0.0f, 0.0f, 0.0f};
+    Quat rot, stretch;
+    float sum = 0.0f;
+
+    void Add(const AffineParts& ap, float w) {
+        sum += w;
+        const float f = sum != 0.0f ? w / sum : 0.0f;
+        pos += ap.t * w;
+        scale += ap.k * w;
+        Quat q = ap.q;
+        q.Normalize();
+        q.MakeClosest(rot);
+        rot = Slerp(rot, q, f);
+        rot.Normalize();
+        Quat u = ap.u;
+        u.Normalize();
+        u.MakeClosest(stretch);
+        stretch = Slerp(stretch, u, f);
+        stretch.Normalize();
+    }
+    // The blended parts; meaningful only while sum is not 0.
+    AffineParts Parts() const {
+        AffineParts out;
+        out.t = pos / sum;
+        out.k = scale / sum;
+        out.q = rot;
+        out.u = stretch;
+        return out;
+    }
+};
 
 // Plain-data chunks of the constraints' own state. ReadChunk refuses (IO_ERROR) a chunk whose
 // size is not the value's.

@@ -321,38 +321,15 @@ Matrix3 ParentConstraint::Blend(TimeValue t, Interval& valid, bool relative) {
     lastBlendRelative_ = relative;
     if (live == 0) return initTM;
     if (same) return lastBlend_;
-    Point3 pos(0.0f, 0.0f, 0.0f), scale(0.0f, 0.0f, 0.0f);
-    Quat rot, stretchRot;
-    float sum = 0.0f;
-    for (const PartsCache& c : parts_) {
-        if (!c.live) continue;
-        const AffineParts& ap = c.parts;
-        const float w = c.weight;
-        sum += w;
-        const float f = sum != 0.0f ? w / sum : 0.0f;
-        pos += ap.t * w;
-        scale += ap.k * w;
-        Quat q = ap.q;
-        q.Normalize();
-        q.MakeClosest(rot);
-        rot = Slerp(rot, q, f);
-        rot.Normalize();
-        Quat u = ap.u;
-        u.Normalize();
-        u.MakeClosest(stretchRot);
-        stretchRot = Slerp(stretchRot, u, f);
-        stretchRot.Normalize();
-    }
-    if (sum <= 0.0f) {
+    PartsBlend b;
+    for (const PartsCache& c : parts_)
+        if (c.live) b.Add(c.parts, c.weight);
+    if (b.sum <= 0.0f) {
         lastBlend_ = Matrix3();
     } else {
-        AffineParts out;
-        out.t = pos / sum;
-        out.k = scale / sum;
-        rot.MakeClosest(IdentQuat());
-        rot.Normalize();
-        out.q = rot;
-        out.u = stretchRot;
+        AffineParts out = b.Parts();
+        out.q.MakeClosest(IdentQuat());
+        out.q.Normalize();
         lastBlend_ = host::ComposeAffine(out);
     }
     lastBlendKnown_ = true;

@@ -77,40 +77,6 @@ FPInterfaceDesc& TransformInterface() {
 }
 const bool interfacesReady = (ScaleInterface(), TransformInterface(), true);
 
-// The running blend of decomposed matrices.
-struct RunningBlend {
-    Point3 pos{0.0f, 0.0f, 0.0f}, scale{0.0f, 0.0f, 0.0f};
-    Quat rot, stretch;
-    float sum = 0.0f;
-
-    void Add(const Matrix3& tm, float w) {
-        AffineParts ap;
-        decomp_affine(tm, &ap);
-        sum += w;
-        const float f = sum != 0.0f ? w / sum : 0.0f;
-        pos += ap.t * w;
-        scale += ap.k * w;
-        Quat q = ap.q;
-        q.Normalize();
-        q.MakeClosest(rot);
-        rot = Slerp(rot, q, f);
-        rot.Normalize();
-        Quat u = ap.u;
-        u.Normalize();
-        u.MakeClosest(stretch);
-        stretch = Slerp(stretch, u, f);
-        stretch.Normalize();
-    }
-    AffineParts Parts() const {
-        AffineParts out;
-        out.t = pos / sum;
-        out.k = scale / sum;
-        out.q = rot;
-        out.u = stretch;
-        return out;
-    }
-};
-
 Point3 Divide(const Point3& a, const Point3& b) {
     auto d = [](float x, float y) { return y != 0.0f ? x / y : x; };
     return Point3(d(a.x, b.x), d(a.y, b.y), d(a.z, b.z));
@@ -372,12 +338,12 @@ Matrix3 TransformConstraint::Evaluate(TimeValue t, Interval& valid, bool& found,
             return tm;
         }
     }
-    RunningBlend b;
+    PartsBlend b;
     for (int i = 0; i < count; ++i) {
         Matrix3 tm;
         if (!TargetMatrix(i, t, valid, tm)) continue;
         found = true;
-        b.Add(tm, targetlist::Weight(pblock, t, i, 1.0f, valid));
+        b.Add(Decompose(tm), targetlist::Weight(pblock, t, i, 1.0f, valid));
     }
     if (!found) return Matrix3();
     if (b.sum <= 0.0f) return Matrix3();

@@ -641,6 +641,8 @@ Value FunctionValue::Invoke(Interpreter& in, const CallArgs& args) {
     }
 }
 
+ScriptUnit::~ScriptUnit() = default;
+
 Value RunUnit(Interpreter& in, ScriptUnit& unit, bool echo) {
     Ref<Frame> top(new Frame(unit.topSlots, nullptr));
     Exec x{in, top.get()};

@@ -37,6 +37,8 @@ struct Frame final : HeapObject {
 
 // A parsed text: owns every node, so closures made from it keep it alive.
 struct ScriptUnit final : HeapObject {
+    // Out of line, where Node is complete.
+    ~ScriptUnit() override;
     std::vector<std::unique_ptr<Node>> nodes;
     std::vector<std::unique_ptr<FunctionProto>> functions;
     std::vector<Node*> top;  // top-level expressions

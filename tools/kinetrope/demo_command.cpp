@@ -40,13 +40,13 @@ constexpr float kTolerance = 1e-4f;
 
 // The demo's creature, parents before children: name, parent, world position, rotation
 // about Z in degrees.
-struct NodeSpec {
+struct NodePlan {
     const wchar_t* name;
     const wchar_t* parent;
     Point3 pos;
     float rotZ;
 };
-const NodeSpec kNodes[] = {
+const NodePlan kNodes[] = {
     {L"Hips", nullptr, Point3(0, 0, 100), 0},
     {L"Spine", L"Hips", Point3(0, 0, 130), 0},
     {L"Neck", L"Spine", Point3(0, 5, 160), 15},
@@ -69,15 +69,15 @@ void Progress(const GlobalOptions& options, const std::string& text) {
 
 void Build() {
     Interface* ip = GetCOREInterface();
-    for (const NodeSpec& spec : kNodes) {
+    for (const NodePlan& plan : kNodes) {
         auto* point = static_cast<Object*>(CreateInstance(HELPER_CLASS_ID, kPointHelperID));
-        INode* node = ip->CreateObjectNode(point, spec.name);
-        node->SetName(spec.name);
-        Matrix3 tm = RotateZMatrix(spec.rotZ * static_cast<float>(M_PI) / 180.0f);
-        tm.SetTrans(spec.pos);
+        INode* node = ip->CreateObjectNode(point, plan.name);
+        node->SetName(plan.name);
+        Matrix3 tm = RotateZMatrix(plan.rotZ * static_cast<float>(M_PI) / 180.0f);
+        tm.SetTrans(plan.pos);
         node->SetNodeTM(0, tm);
-        if (spec.parent) {
-            if (INode* parent = ip->GetINodeByName(spec.parent)) parent->AttachChild(node, 1);
+        if (plan.parent) {
+            if (INode* parent = ip->GetINodeByName(plan.parent)) parent->AttachChild(node, 1);
         }
     }
 }
@@ -115,9 +115,9 @@ void Print(const char* title, const std::vector<Snapshot>& nodes) {
 // Largest distance of a built node from where it was asked to stand.
 float PlacementError(const std::vector<Snapshot>& built) {
     float worst = built.size() == std::size(kNodes) ? 0.0f : INFINITY;
-    for (const NodeSpec& spec : kNodes)
+    for (const NodePlan& plan : kNodes)
         for (const Snapshot& n : built)
-            if (n.name == spec.name) worst = std::fmax(worst, (n.tm.GetTrans() - spec.pos).Length());
+            if (n.name == plan.name) worst = std::fmax(worst, (n.tm.GetTrans() - plan.pos).Length());
     return worst;
 }
 

@@ -144,6 +144,16 @@ class CompoundControl : public Control, public ILockedTrackImp {
         mLocked = locked != 0;
         return true;
     }
+    // Load of a compound that saves nothing of its own: the lock chunk, other chunks skipped.
+    IOResult LoadCompoundChunks(ILoad* iload) {
+        IOResult res = IO_OK;
+        while ((res = iload->OpenChunk()) == IO_OK) {
+            LoadCompoundChunk(iload, res);
+            iload->CloseChunk();
+            if (res != IO_OK) return res;
+        }
+        return res == IO_END ? IO_OK : res;
+    }
     // Clones every sub-controller into `to` (same slots) and the lock.
     void CloneSubsInto(CompoundControl* to, RemapDir& remap) {
         to->mLocked = mLocked;

@@ -123,15 +123,7 @@ class PRSControl : public CompoundControl {
         BaseClone(this, c, remap);
         return c;
     }
-    IOResult Load(ILoad* iload) override {
-        IOResult res = IO_OK;
-        while ((res = iload->OpenChunk()) == IO_OK) {
-            LoadCompoundChunk(iload, res);
-            iload->CloseChunk();
-            if (res != IO_OK) return res;
-        }
-        return res == IO_END ? IO_OK : res;
-    }
+    IOResult Load(ILoad* iload) override { return LoadCompoundChunks(iload); }
 
   private:
     static bool Picked(int i, DWORD flags) {

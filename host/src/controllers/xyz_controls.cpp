@@ -255,15 +255,7 @@ class PositionXYZ : public CompoundControl {
         BaseClone(this, c, remap);
         return c;
     }
-    IOResult Load(ILoad* iload) override {
-        IOResult res = IO_OK;
-        while ((res = iload->OpenChunk()) == IO_OK) {
-            LoadCompoundChunk(iload, res);
-            iload->CloseChunk();
-            if (res != IO_OK) return res;
-        }
-        return res == IO_END ? IO_OK : res;
-    }
+    IOResult Load(ILoad* iload) override { return LoadCompoundChunks(iload); }
 
   private:
     static void ApplyRelativeOrStore(void* val, const Point3& p, GetSetMethod method) {
@@ -321,15 +313,7 @@ class ScaleXYZ : public CompoundControl {
         BaseClone(this, c, remap);
         return c;
     }
-    IOResult Load(ILoad* iload) override {
-        IOResult res = IO_OK;
-        while ((res = iload->OpenChunk()) == IO_OK) {
-            LoadCompoundChunk(iload, res);
-            iload->CloseChunk();
-            if (res != IO_OK) return res;
-        }
-        return res == IO_END ? IO_OK : res;
-    }
+    IOResult Load(ILoad* iload) override { return LoadCompoundChunks(iload); }
 };
 
 Control* NewEulerXYZ() { return new EulerXYZ(); }

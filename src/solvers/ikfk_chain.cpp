@@ -436,7 +436,12 @@ Matrix3 IKFKChain::NodeSpace(INode* node, TimeValue t, Interval& valid, bool use
 
 Quat IKFKChain::PreferredRotation(int i) {
     Quat q;
-    if (Control* c = GetIKRotController(i)) c->GetValue(solveTime_, &q, cacheValid, CTRL_ABSOLUTE);
+    // Outside a solve (matching) the joints are looked up again.
+    Control* c = solveControls_.empty() ? GetIKRotController(i)
+                 : i >= 0 && size_t(i) < solveControls_.size() && solveControls_[size_t(i)]
+                     ? solveControls_[size_t(i)]->GetPreferredRotation()
+                     : nullptr;
+    if (c) c->GetValue(solveTime_, &q, cacheValid, CTRL_ABSOLUTE);
     return q;
 }
 
@@ -534,10 +539,13 @@ void IKFKChain::Gather(TimeValue t, IKFKSolveParams& p) {
         inputs_.rotSpaceTM = s;
     }
     inputs_.fkTMs.SetCount(n);
+    solveControls_.resize(size_t(n));
     Matrix3* fk = inputs_.fkTMs.begin();
     for (int i = 0; i < n; ++i) {
+        IKFKControl* ctl = ControlOf(jointNodes_[size_t(i)]);
+        solveControls_[size_t(i)] = ctl;
         fk[i] = Matrix3();
-        if (Control* c = GetFKController(i)) c->GetValue(t, &fk[i], iv, CTRL_RELATIVE);
+        if (Control* c = ctl ? ctl->GetMain() : nullptr) c->GetValue(t, &fk[i], iv, CTRL_RELATIVE);
     }
 }
 
@@ -553,10 +561,7 @@ void IKFKChain::Solve(TimeValue t, float blendOverride, int skipJoint) {
     Gather(t, params_);
     params_.blend = blend;
     solver_.Solve(NumJoints(), params_, inputs_, *this, skipJoint);
-}
-
-void IKFKChain::Evaluate(TimeValue t) {
-    if (cacheDirty || cacheTime != t) Solve(t, -1.0f, -1);
+    solveControls_.clear();
 }
 
 void IKFKChain::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
@@ -577,9 +582,7 @@ void IKFKChain::SetValue(TimeValue t, void* val, int commit, GetSetMethod method
 void IKFKChain::NodeGetValue(IKFKControl* ctl, int type, int index, TimeValue t, Matrix3& val, Interval& valid,
                              GetSetMethod method) {
     if (type == kJoint) {
-        Evaluate(t);
-        valid &= cacheValid;
-        if (index >= 0 && index < solver_.jointTMs.Count()) val = solver_.jointTMs.begin()[index];
+        JointValue(index, t, val, valid);
         return;
     }
     const bool useLink = !(type == kGoal && HasGoalParent(t));

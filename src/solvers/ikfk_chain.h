@@ -173,7 +173,18 @@ public:
 
     // ---- Cache.
     // Solves at t unless the cache holds t.
-    void Evaluate(TimeValue t);
+    void Evaluate(TimeValue t) {
+        if (cacheDirty || cacheTime != t) Solve(t, -1.0f, -1);
+    }
+    // A joint's world matrix at t, from the cache while it holds; false for an index the
+    // last solve did not cover (val untouched).
+    bool JointValue(int index, TimeValue t, Matrix3& val, Interval& valid) {
+        Evaluate(t);
+        valid &= cacheValid;
+        if (index < 0 || index >= solver_.jointTMs.Count()) return false;
+        val = solver_.jointTMs.begin()[index];
+        return true;
+    }
     void InvalidateCache() { cacheDirty = 1; }
     const IKFKSolver& Solver() const { return solver_; }
     const IKFKSolveInputs& Inputs() const { return inputs_; }
@@ -238,6 +249,9 @@ private:
     INode* targetNode_ = nullptr;
     INode* rotSpaceNode_ = nullptr;
     std::vector<INode*> jointNodes_;
+    // Each joint's IKFKControl as the running solve found it (null when the joint has none):
+    // the preferred rotations are read through them while it lasts.
+    std::vector<IKFKControl*> solveControls_;
 };
 
 // The program-wide switch RigControl tests: off while the solvers write FK controllers

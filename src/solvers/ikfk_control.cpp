@@ -177,7 +177,11 @@ void* IKFKControl::GetInterface(ULONG id) { return Control::GetInterface(id); }
 void IKFKControl::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
     if (!val) return;
     if (IKFKChain* chain = GetChain()) {
-        chain->NodeGetValue(this, GetType(), GetIndex(), t, *static_cast<Matrix3*>(val), valid, method);
+        // Joints are read far more often than the rest: straight from the chain's cache.
+        if (type_ == IKFKChain::kJoint)
+            chain->JointValue(index_, t, *static_cast<Matrix3*>(val), valid);
+        else
+            chain->NodeGetValue(this, type_, index_, t, *static_cast<Matrix3*>(val), valid, method);
         return;
     }
     if (main_) main_->GetValue(t, val, valid, method);

@@ -14,30 +14,28 @@ inline Point3 Unit(const Point3& p) {
     return p * (1.0f / std::sqrt(l2));
 }
 
-// The quaternion of a matrix whose rows are perpendicular: rows normalized, then the inverse
-// of Quat::MakeMatrix (same handedness, w >= 0).
+}  // namespace
+
 Quat QuatFromRows(const Matrix3& m) {
-    Point3 r0 = Unit(m[0]), r1 = Unit(m[1]), r2 = Unit(m[2]);
-    float tr = r0.x + r1.y + r2.z;
+    const Point3 r0 = Unit(m[0]), r1 = Unit(m[1]), r2 = Unit(m[2]);
+    const float tr = r0.x + r1.y + r2.z;
     Quat q;
     if (tr > 0.0f) {
-        float s = std::sqrt(tr + 1.0f) * 2.0f;
-        q = Quat((r2.y - r1.z) / s, (r0.z - r2.x) / s, (r1.x - r0.y) / s, 0.25f * s);
+        const float s = std::sqrt(tr + 1.0f) * 2.0f, k = 1.0f / s;
+        q = Quat((r2.y - r1.z) * k, (r0.z - r2.x) * k, (r1.x - r0.y) * k, 0.25f * s);
     } else if (r0.x > r1.y && r0.x > r2.z) {
-        float s = std::sqrt(1.0f + r0.x - r1.y - r2.z) * 2.0f;
-        q = Quat(0.25f * s, (r0.y + r1.x) / s, (r0.z + r2.x) / s, (r2.y - r1.z) / s);
+        const float s = std::sqrt(1.0f + r0.x - r1.y - r2.z) * 2.0f, k = 1.0f / s;
+        q = Quat(0.25f * s, (r0.y + r1.x) * k, (r0.z + r2.x) * k, (r2.y - r1.z) * k);
     } else if (r1.y > r2.z) {
-        float s = std::sqrt(1.0f + r1.y - r0.x - r2.z) * 2.0f;
-        q = Quat((r0.y + r1.x) / s, 0.25f * s, (r1.z + r2.y) / s, (r0.z - r2.x) / s);
+        const float s = std::sqrt(1.0f + r1.y - r0.x - r2.z) * 2.0f, k = 1.0f / s;
+        q = Quat((r0.y + r1.x) * k, 0.25f * s, (r1.z + r2.y) * k, (r0.z - r2.x) * k);
     } else {
-        float s = std::sqrt(1.0f + r2.z - r0.x - r1.y) * 2.0f;
-        q = Quat((r0.z + r2.x) / s, (r1.z + r2.y) / s, 0.25f * s, (r1.x - r0.y) / s);
+        const float s = std::sqrt(1.0f + r2.z - r0.x - r1.y) * 2.0f, k = 1.0f / s;
+        q = Quat((r0.z + r2.x) * k, (r1.z + r2.y) * k, 0.25f * s, (r1.x - r0.y) * k);
     }
     if (q.w < 0.0f) q = -q;
     return q;
 }
-
-}  // namespace
 
 // The angle of the clamped cosine, taken through atan2 of sine and cosine: the same value,
 // without acos's loss of precision near 0 and pi, where nearly straight limbs live.
@@ -47,14 +45,35 @@ float AngleBetween(const Point3& a, const Point3& b) {
     return std::atan2((a ^ b).Length(), a % b);
 }
 
-Quat QuatFromX(const Point3& v) {
-    float len = v.Length();
-    float angle = len < 0.01f ? 0.0f : std::atan2(std::sqrt(v.y * v.y + v.z * v.z), v.x);
-    return Quat(AngAxis(Unit(Point3(0.0f, v.z, -v.y)), angle));
+namespace {
+
+// Quat(AngAxis(Unit(v), atan2(|v|, c))) for v = b ^ a, c = a % b and r = |a| * |b|, by the
+// half-angle identities instead of trigonometry. Each branch divides by a sum that stays far
+// from zero on its side of a right angle, so both ends of the range keep full precision.
+inline Quat ArcFromParts(const Point3& v, float c, float r) {
+    if (r < 0.01f) return Quat();
+    const float s2 = v.LengthSquared();
+    if (!(s2 > 0.0f)) {
+        // Parallel: no axis, as Unit gives; the half turn leaves cos(pi / 2) in w.
+        static const float kHalfTurnW = float(std::cos(0.5 * double(kPi)));
+        return c >= 0.0f ? Quat() : Quat(0.0f, 0.0f, 0.0f, kHalfTurnW);
+    }
+    if (c >= 0.0f) {
+        const float k = 1.0f / std::sqrt(2.0f * r * (r + c));
+        return Quat(v.x * k, v.y * k, v.z * k, (r + c) * k);
+    }
+    const float s = std::sqrt(s2);
+    const float k = 1.0f / std::sqrt(2.0f * r * (r - c));
+    const float f = (r - c) * k / s;
+    return Quat(v.x * f, v.y * f, v.z * f, s * k);
 }
 
+}  // namespace
+
+Quat QuatFromX(const Point3& v) { return ArcFromParts(Point3(0.0f, v.z, -v.y), v.x, v.Length()); }
+
 Quat QuatArc(const Point3& a, const Point3& b) {
-    return Quat(AngAxis(Unit(b ^ a), AngleBetween(a, b)));
+    return ArcFromParts(b ^ a, a % b, std::sqrt(a.LengthSquared() * b.LengthSquared()));
 }
 
 Matrix3 FrameFromPoints(const Point3& origin, const Point3& p, const Point3& q) {
@@ -92,9 +111,29 @@ Quat OrthoQuat(const Matrix3& m) {
     return Quat(o);
 }
 
+// Float arithmetic throughout: sin((1 - w) * o) / sin(o) is insensitive to an error in o
+// when o is small, and the result is normalized, so nothing is lost against double.
 Quat SlerpClosest(const Quat& a, Quat b, float w) {
-    b.MakeClosest(a);
-    return Slerp(a, b, w);
+    float c = a % b;
+    if (c < 0.0f) {
+        b = -b;
+        c = -c;
+    }
+    float sa, sb;
+    if (c > 1.0f - 1e-6f) {
+        sa = 1.0f - w;
+        sb = w;
+    } else {
+        const float o = std::acos(std::min(c, 1.0f));
+        const float inv = 1.0f / std::sin(o);
+        sa = std::sin((1.0f - w) * o) * inv;
+        sb = std::sin(w * o) * inv;
+    }
+    Quat r(sa * a.x + sb * b.x, sa * a.y + sb * b.y, sa * a.z + sb * b.z, sa * a.w + sb * b.w);
+    const float l2 = r.x * r.x + r.y * r.y + r.z * r.z + r.w * r.w;
+    if (!(l2 > 0.0f)) return a;
+    const float k = 1.0f / std::sqrt(l2);
+    return Quat(r.x * k, r.y * k, r.z * k, r.w * k);
 }
 
 float ClosestAngle(float x, float v) {

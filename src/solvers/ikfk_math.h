@@ -42,6 +42,10 @@ Matrix3 FrameFromVectors(const Point3& a, const Point3& b);
 // keep their handedness, so their result is not a proper rotation).
 Quat OrthoQuat(const Matrix3& m);
 
+// The quaternion of a matrix whose rows are perpendicular and form a right-handed frame
+// (rows normalized first; w >= 0): what OrthoQuat answers for such a matrix, without testing it.
+Quat QuatFromRows(const Matrix3& m);
+
 // Slerp from a to w of the way to b, b first flipped into a's hemisphere.
 Quat SlerpClosest(const Quat& a, Quat b, float w);
 

@@ -32,12 +32,14 @@ inline Quat QMul(const Quat& a, const Quat& b) {
                 a.w * b.z + a.x * b.y - a.y * b.x + a.z * b.w, a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z);
 }
 
-// a * b exactly as the host's Quat product computes it (in double), but inline: the
-// three-joint solve makes a dozen of them.
-inline Quat QProd(const Quat& a, const Quat& b) {
-    const double ax = a.x, ay = a.y, az = a.z, aw = a.w;
-    return Quat(aw * b.x + ax * b.w + ay * b.z - az * b.y, aw * b.y - ax * b.z + ay * b.w + az * b.x,
-                aw * b.z + ax * b.y - ay * b.x + az * b.w, aw * b.w - ax * b.x - ay * b.y - az * b.z);
+// The rotation of a joint in the chain, from its own and its parent's. Only the direction
+// matters; the magnitude is kept from drifting towards zero when degenerate (scaled
+// identity) rotations pile up.
+inline Quat ChainRot(const Quat& own, const Quat& parent) {
+    Quat q = QMul(own, parent);
+    float l2 = q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w;
+    if (l2 > 0.0f && std::fabs(l2 - 1.0f) > 1e-4f) q = q / std::sqrt(l2);
+    return q;
 }
 
 // Quat(AngAxis(axis, angle)): the axis as given, so a zero axis yields a scaled identity.
@@ -56,6 +58,43 @@ inline Matrix3 InverseRigid(const Quat& q, const Point3& t) {
 
 // v * Inverse(matrix(q)).
 inline Point3 QUnrotate(const Point3& v, const Quat& q) { return QRotate(v, Conjugate(q)); }
+
+// Determinant of the 3x3 part, in double so that its sign is sure for any well-formed frame.
+inline double Det3(const Matrix3& m) {
+    const Point3 &a = m[0], &b = m[1], &c = m[2];
+    return double(a.x) * (double(b.y) * c.z - double(b.z) * c.y) - double(a.y) * (double(b.x) * c.z - double(b.z) * c.x) +
+           double(a.z) * (double(b.x) * c.y - double(b.y) * c.x);
+}
+
+// True when every row of the 3x3 part has unit length (a frame with no null direction).
+inline bool UnitRows(const Matrix3& m) {
+    for (int i = 0; i < 3; ++i)
+        if (std::fabs(m[i].LengthSquared() - 1.0f) > 1e-4f) return false;
+    return true;
+}
+
+// q at unit length; a null quaternion stands for no rotation, as Quat::MakeMatrix reads it.
+inline Quat Unitized(const Quat& q) {
+    const float l2 = q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w;
+    if (!(l2 > 0.0f)) return Quat();
+    const float k = 1.0f / std::sqrt(l2);
+    return Quat(q.x * k, q.y * k, q.z * k, q.w * k);
+}
+
+// OrthoQuat(m), with the lengths of m's rows into scale on the way: an FK value is a rotation
+// with per-axis scale, whose rows are already perpendicular, so the rows divided by their
+// lengths are the rotation.
+inline Quat FKRotation(const Matrix3& m, Point3& scale) {
+    const Point3 &a = m[0], &b = m[1], &c = m[2];
+    const float la = a.LengthSquared(), lb = b.LengthSquared(), lc = c.LengthSquared();
+    scale = Point3(std::sqrt(la), std::sqrt(lb), std::sqrt(lc));
+    constexpr float kTol2 = 1e-10f;  // as OrthoQuat's test
+    const float ab = a % b, bc = b % c, ca = c % a;
+    if (!(la > 0.0f && lb > 0.0f && lc > 0.0f) || ab * ab > kTol2 * la * lb || bc * bc > kTol2 * lb * lc ||
+        ca * ca > kTol2 * lc * la || !(Det3(m) > 0.0))
+        return OrthoQuat(m);
+    return QuatFromRows(m);
+}
 
 // Soft reach: past L - s the reached distance approaches L exponentially. True when it
 // applies; softDist is the distance reached, k the stretch that auto stretch adds.
@@ -81,14 +120,17 @@ Quat IKFKSolver::SpaceRot(const IKFKSolveParams& p, const IKFKSolveInputs& in, c
 
 void IKFKSolver::Gather(int n, const IKFKSolveParams& p, const IKFKSolveInputs& in) {
     solvedCount_ = n;
-    for (Tab<Point3>* t : {&pos_, &scale_, &axis_, &chainPos_, &jointPos, &jointScale}) t->SetCount(n);
-    for (Tab<Quat>* t : {&ik_, &rest_, &chainRot_, &fkRot, &jointRot}) t->SetCount(n);
-    angle_.SetCount(n);
-    prev_.SetCount(n);
-    jointTMs.SetCount(n);
+    if (jointTMs.Count() != n) {
+        for (Tab<Point3>* t : {&pos_, &scale_, &axis_, &chainPos_, &jointPos, &jointScale}) t->SetCount(n);
+        for (Tab<Quat>* t : {&ik_, &rest_, &chainRot_, &fkRot, &jointRot}) t->SetCount(n);
+        angle_.SetCount(n);
+        prev_.SetCount(n);
+        jointTMs.SetCount(n);
+    }
 
     baseTM = in.baseTM;
     invBase = Inverse(in.baseTM);
+    baseProper_ = Det3(in.baseTM) > 0.0;
     Point3* pos = pos_.begin();
     Point3* scale = scale_.begin();
     Quat* fk = fkRot.begin();
@@ -97,8 +139,7 @@ void IKFKSolver::Gather(int n, const IKFKSolveParams& p, const IKFKSolveInputs& 
         if (i < numFK) {
             const Matrix3& m = in.fkTMs.begin()[i];
             pos[i] = m.GetTrans();
-            scale[i] = Point3(m[0].Length(), m[1].Length(), m[2].Length());
-            fk[i] = OrthoQuat(m);
+            fk[i] = FKRotation(m, scale[i]);
         } else {
             pos[i] = Point3();
             scale[i] = Point3(1.0f, 1.0f, 1.0f);
@@ -189,12 +230,17 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
     Point3* pos = pos_.begin();
     const float blend = p.blend;
     Quat rot0 = fkRot[0], rot1 = fkRot[1];
-    Quat B, f0, f1;
     const bool blending = blend > 0.0f && blend < 1.0f;
+    // The base rotation B multiplies every world rotation of the blend from the right, where
+    // it changes no slerp, and the polar factor commutes with rotations: with proper (not
+    // mirrored) base and goal frames it cancels, and the blend and the last joint are worked
+    // out in base space. Mirrored frames take the world-space products literally.
+    const bool proper = baseProper_ && Det3(in.goalTM) > 0.0;
+    Quat B, f0, f1;
     if (blending) {
-        B = OrthoQuat(baseTM);
-        f0 = QProd(fkRot[0], B);
-        f1 = QProd(fkRot[1], f0);
+        if (!proper) B = OrthoQuat(baseTM);
+        f0 = proper ? fkRot[0] : QMul(fkRot[0], B);
+        f1 = QMul(fkRot[1], f0);
     }
     if (blend > 0.0f) {
         Point3 goal = goalLocal;
@@ -244,31 +290,40 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
         } else {
             // The first joint's preferred rotation is the swivel's zero; the swivel turns
             // the plane about the line from the first joint to the goal.
-            Quat pq = QProd(src.PreferredRotation(0), SpaceRot(p, in, invBase));
+            Quat pq = QMul(src.PreferredRotation(0), SpaceRot(p, in, invBase));
             Point3 d = QUnrotate(D, pq);
-            M = RotTransMatrix(QProd(QProd(RotX(p.swivelAngle), QuatFromX(d)), pq), pos[0]);
+            M = RotTransMatrix(QMul(QMul(RotX(p.swivelAngle), QuatFromX(d)), pq), pos[0]);
         }
 
         const Quat r1 = src.PreferredRotation(1);
-        Matrix3 R1 = RotMatrix(r1);
         Point3 P1 = elbow * M;
-        Point3 w = R1.VectorTransform(pos[2]);
+        Point3 w = QRotate(pos[2], r1);
         w.y = -w.y;
         // Mirroring the preferred bend gives the plane in which the bone leaves the first joint.
         Matrix3 T0 = FrameFromVectors(pos[1], w) * M;
-        Point3 e = P1 * Inverse(T0);
-        Quat Q0 = QProd(QuatArc(pos[1], e), Quat(T0));
-        Point3 g = QUnrotate(goal - P1, QProd(r1, Q0));
-        Quat Q1 = QProd(QuatArc(pos[2], g), r1);
+        Point3 e;
+        Quat qT0;
+        if (UnitRows(T0)) {
+            // Both frames are rotations: the inverse is the transpose.
+            const Point3 v = P1 - T0.GetTrans();
+            e = Point3(v % T0[0], v % T0[1], v % T0[2]);
+            qT0 = QuatFromRows(T0);
+        } else {
+            e = P1 * Inverse(T0);
+            qT0 = Quat(T0);
+        }
+        Quat Q0 = QMul(QuatArc(pos[1], e), qT0);
+        Point3 g = QUnrotate(goal - P1, QMul(r1, Q0));
+        Quat Q1 = QMul(QuatArc(pos[2], g), r1);
 
         if (blending) {
             // World rotations are blended, so a half blend keeps the hand between the two
             // poses instead of folding the elbow.
-            const Quat w0 = QProd(Q0, B);
+            const Quat w0 = proper ? Q0 : QMul(Q0, B);
             Quat s0 = SlerpClosest(f0, w0, blend);
-            Quat s1 = SlerpClosest(f1, QProd(Q1, w0), blend);
-            Q0 = QProd(s0, Inverse(B));
-            Q1 = QProd(s1, Inverse(s0));
+            Quat s1 = SlerpClosest(f1, QMul(Q1, w0), blend);
+            Q0 = proper ? s0 : QMul(s0, Inverse(B));
+            Q1 = QMul(s1, Conjugate(s0));
         }
         if (skip != 0) rot0 = Q0;
         if (skip != 1) rot1 = Q1;
@@ -278,8 +333,15 @@ void IKFKSolver::SolveThree(const IKFKSolveParams& p, const IKFKSolveInputs& in,
     Matrix3 J1 = RotTransMatrix(rot1, pos[1]) * J0;
     Quat rot2 = fkRot[2];
     if (p.lastJointIKRotation && blend > 0.0f && skip != 2) {
-        rot2 = OrthoQuat(in.goalTM * Inverse(J1));
-        if (blending) rot2 = SlerpClosest(QProd(QProd(fkRot[2], f1), Inverse(OrthoQuat(J1))), rot2, blend);
+        if (proper) {
+            // J1's rotation in base space, as its matrix reads it (any length of quaternion).
+            const Quat c1 = Unitized(QMul(rot1, rot0));
+            rot2 = QMul(OrthoQuat(in.goalTM * invBase), Conjugate(c1));
+            if (blending) rot2 = SlerpClosest(QMul(QMul(fkRot[2], f1), Conjugate(c1)), rot2, blend);
+        } else {
+            rot2 = OrthoQuat(in.goalTM * Inverse(J1));
+            if (blending) rot2 = SlerpClosest(QMul(QMul(fkRot[2], f1), Inverse(OrthoQuat(J1))), rot2, blend);
+        }
     }
     Matrix3 J2 = RotTransMatrix(rot2, pos[2]) * J1;
     J0.PreScale(scale_[0]);
@@ -306,13 +368,23 @@ void IKFKSolver::ForwardPass(int n) {
     cr[0] = ik[0];
     for (int i = 1; i < n; ++i) {
         cp[i] = cp[i - 1] + QRotate(pos[i], cr[i - 1]);
-        Quat q = QMul(ik[i], cr[i - 1]);
-        // Only the direction matters; keep the magnitude from drifting towards zero when
-        // degenerate (scaled identity) rotations pile up.
-        float l2 = q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w;
-        if (l2 > 0.0f && std::fabs(l2 - 1.0f) > 1e-4f) q = q / std::sqrt(l2);
-        cr[i] = q;
+        cr[i] = ChainRot(ik[i], cr[i - 1]);
     }
+}
+
+float IKFKSolver::SpanDistance(int n) const {
+    // The first joint turns the whole chain about its own place, which leaves the distance
+    // alone: measured in its frame, and the last joint's rotation moves no position.
+    const Point3* pos = pos_.begin();
+    const Quat* ik = ik_.begin();
+    Point3 end = pos[1];
+    Quat r = ik[1];
+    for (int i = 2; i < n; ++i) {
+        end += QRotate(pos[i], r);
+        if (i == n - 1) break;
+        r = ChainRot(ik[i], r);
+    }
+    return end.Length();
 }
 
 void IKFKSolver::RebuildInterior(int n, const float* angles) {
@@ -384,8 +456,7 @@ void IKFKSolver::SolveLong(const IKFKSolveParams& p, const IKFKSolveInputs& in, 
             if (angle[j] > angle[best]) best = j;
         }
         RebuildInterior(N, angle);
-        ForwardPass(N);
-        float curDist = (cp[N - 1] - start).Length();
+        float curDist = SpanDistance(N);
         float prevDist = curDist;
         bool opening = goalDist > curDist;
         bool closing = !opening;
@@ -417,18 +488,17 @@ void IKFKSolver::SolveLong(const IKFKSolveParams& p, const IKFKSolveInputs& in, 
                 }
             }
             RebuildInterior(N, angle);
-            ForwardPass(N);
             prevDist = curDist;
-            curDist = (cp[N - 1] - start).Length();
+            curDist = SpanDistance(N);
             if (opening && curDist > goalDist) opening = false;
             if (closing && goalDist > curDist) closing = false;
             if (wasClosing && curDist > prevDist) {
                 // Bending no longer shortens the chain: keep the last shape that did.
                 RebuildInterior(N, prev);
-                ForwardPass(N);
                 break;
             }
         }
+        ForwardPass(N);
 
         // Turn the whole chain so that its end lies on the goal line.
         const Point3 endVec = cp[N - 1] - start;

@@ -102,6 +102,8 @@ private:
     void SolveLong(const IKFKSolveParams& p, const IKFKSolveInputs& in, IKFKSolveSource& src, int skip);
     // Base-space forward pass over ik_: positions into chainPos_, world rotations into chainRot_.
     void ForwardPass(int n);
+    // |end - start| of the forward pass, without its rotations or places.
+    float SpanDistance(int n) const;
     void RebuildInterior(int n, const float* angles);
 
     // Work tables of the long chain, sized with the joint count.
@@ -109,6 +111,7 @@ private:
     Tab<Quat> ik_, rest_, chainRot_;
     Tab<Point3> axis_, chainPos_;
     Tab<float> angle_, prev_;
+    bool baseProper_ = true;  // baseTM is not mirrored
     int numJoints_ = 0;    // the chain's joint count at the last solve
     int solvedCount_ = 0;  // joints the last solve covered (2 for the two-joint solve)
 };

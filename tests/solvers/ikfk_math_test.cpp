@@ -32,6 +32,25 @@ TEST(IKFKMath, ArcsCarryOneDirectionOntoAnother) {
     EXPECT_NEAR(AngleBetween(Point3(1.0f, 0.0f, 0.0f), Point3(0.0f, 1.0f, 0.0f)), kPi / 2, 1e-6f);
 }
 
+// The arcs and the slerp avoid trigonometry or work in float; they must still agree with the
+// angle-axis and double definitions everywhere, above all where the angle is nearly 0 or pi.
+TEST(IKFKMath, ArcAndSlerpMatchTheirDefinitionsAtEveryAngle) {
+    const Point3 a = Point3(0.3f, -1.2f, 2.0f);
+    const Point3 axis = (a ^ Point3(1.0f, 0.4f, -0.2f)).Normalize();
+    for (double ang : {1e-4, 3e-3, 0.05, 0.7, 1.5707963, 1.6, 2.9, 3.1, 3.1413, 3.14158}) {
+        const Point3 b = a * RotMatrix(Quat(AngAxis(axis, float(ang)))) * 1.7f;
+        const Quat want(AngAxis((b ^ a).Normalize(), std::atan2((a ^ b).Length(), a % b)));
+        EXPECT_THAT(QuatArc(a, b), kttest::NearQuat(want, 2e-6f)) << ang;
+        EXPECT_NEAR(QuatArc(a, b) % QuatArc(a, b), 1.0f, 1e-6f) << ang;
+    }
+    const Quat p = Quat(RotateYMatrix(0.8f) * RotateZMatrix(-0.4f));
+    for (double ang : {2e-3, 0.01, 0.5, 2.0, 3.1}) {
+        const Quat q = p * Quat(AngAxis(Point3(0.6f, 0.0f, 0.8f), float(ang)));
+        for (float w : {0.1f, 0.5f, 0.9f})
+            EXPECT_THAT(SlerpClosest(p, q, w), kttest::NearQuat(Slerp(p, q, w), 1e-6f)) << ang << " " << w;
+    }
+}
+
 TEST(IKFKMath, FramesAreRightHandedWithTheThirdPointOnPositiveY) {
     Point3 o(1, 2, 3), p(4, 2, 3), q(2, 5, 7);
     Matrix3 f = FrameFromPoints(o, p, q);

@@ -8,6 +8,10 @@
 #pragma once
 
 #include <QMainWindow>
+#include <map>
+#include <vector>
+
+#include "maxapi.h"
 
 class Animatable;
 class INode;
@@ -16,6 +20,7 @@ class QDockWidget;
 class QLabel;
 class QScrollArea;
 class QSlider;
+class QTabBar;
 class QVBoxLayout;
 
 namespace MaxSDK {
@@ -24,10 +29,12 @@ class QMaxParamBlockWidget;
 
 namespace host::ui {
 
-// The rollups of the selected node: its object's (base object, then modifiers top first), then
-// its transform controller's. Each rollup comes from its class's ClassDesc2::CreateQtWidget and
-// is bound to the block; classes without one are listed by name. Follows the selection.
-class CommandPanel : public QWidget {
+// The command panel: a tab per task mode above the rollups. In the motion tab it shows the
+// pages the edited controller added (Interface::AddRollupPage); in the others the rollups of
+// the selected node: its object's (base object, then modifiers top first), then its transform
+// controller's, each from its class's ClassDesc2::CreateQtWidget bound to the block (classes
+// without one are listed by name). Follows the selection and the mode.
+class CommandPanel : public QWidget, public host::CommandPanelObserver {
     Q_OBJECT
 public:
     explicit CommandPanel(QWidget* parent = nullptr);
@@ -37,9 +44,15 @@ public:
     INode* Node() const { return node_; }
     // The rollups on show, in order.
     const std::vector<MaxSDK::QMaxParamBlockWidget*>& Rollups() const { return rollups_; }
+    QTabBar* Tabs() const { return tabs_; }
+
+    void RollupPageAdded(const host::RollupPage& page) override;
+    void RollupPageDeleted(const host::RollupPage& page) override;
+    void TaskModeChanged(int mode) override;
 
 private:
     void AddAnimatable(Animatable* anim, const QString& heading);
+    void AddPage(const host::RollupPage& page);
     void Clear();
     static void OnSelection(void* param, NotifyInfo* info);
 
@@ -48,6 +61,9 @@ private:
     QVBoxLayout* list_ = nullptr;
     std::vector<MaxSDK::QMaxParamBlockWidget*> rollups_;
     std::vector<QWidget*> frames_;
+    QTabBar* tabs_ = nullptr;
+    // Motion pages: the page's widget and the frame around it. The widget is its editor's.
+    std::map<QWidget*, QWidget*> pageFrames_;
 };
 
 class MainWindow : public QMainWindow {

@@ -9,6 +9,7 @@
 
 #include <QMainWindow>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "maxapi.h"
@@ -21,6 +22,7 @@ class QLabel;
 class QScrollArea;
 class QSlider;
 class QTabBar;
+class QPlainTextEdit;
 class QVBoxLayout;
 
 namespace MaxSDK {
@@ -73,6 +75,10 @@ public:
     ~MainWindow() override;
     CommandPanel* Panel() const { return panel_; }
     QDockWidget* TimeSliderDock() const { return timeDock_; }
+    // The listener dock ("Listener", hidden until shown) and its macro recorder area: the
+    // recorder's text so far, then every line it emits.
+    QDockWidget* ListenerDock() const { return listenerDock_; }
+    QPlainTextEdit* MacroRecorderArea() const { return macroArea_; }
     // Applies the host properties of a dock window now (done on every float change).
     static void ApplyDockProperties(QDockWidget* dock);
 
@@ -83,6 +89,10 @@ private:
     CommandPanel* panel_ = nullptr;
     QDockWidget* panelDock_ = nullptr;
     QDockWidget* timeDock_ = nullptr;
+    QDockWidget* listenerDock_ = nullptr;
+    QPlainTextEdit* macroArea_ = nullptr;
+    struct MacroLines;
+    std::unique_ptr<MacroLines> macroLines_;
     QSlider* slider_ = nullptr;
     QLabel* frameLabel_ = nullptr;
 };

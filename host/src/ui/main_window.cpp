@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QPlainTextEdit>
 #include <QScrollArea>
 #include <QSlider>
 #include <QStatusBar>
@@ -16,6 +17,7 @@
 
 #include "inode.h"
 #include "iparamb2.h"
+#include "macrorec.h"
 #include "maxapi.h"
 #include "modifier.h"
 #include "notify.h"
@@ -256,6 +258,13 @@ void CommandPanel::ShowNode(INode* node) {
     AddAnimatable(node->GetTMController(), QStringLiteral("Transform"));
 }
 
+struct MainWindow::MacroLines : MacroRecorder::Observer {
+    explicit MacroLines(QPlainTextEdit* area) : area(area) { macroRecorder->AddObserver(this); }
+    ~MacroLines() override { macroRecorder->RemoveObserver(this); }
+    void LineEmitted(const MSTR& line) override { area->appendPlainText(ToQ(line.data())); }
+    QPlainTextEdit* area;
+};
+
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setObjectName(QStringLiteral("KinetropeHostMainWindow"));
     setWindowTitle(QStringLiteral("Kinetrope Host"));
@@ -303,6 +312,19 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     timeDock_->setFeatures(QDockWidget::NoDockWidgetFeatures);
     timeDock_->setTitleBarWidget(new QWidget(timeDock_));
     addDockWidget(Qt::BottomDockWidgetArea, timeDock_);
+
+    macroArea_ = new QPlainTextEdit(this);
+    macroArea_->setObjectName(QStringLiteral("macroRecorderArea"));
+    macroArea_->setReadOnly(true);
+    QString recorded = ToQ(macroRecorder->Text().data());
+    if (recorded.endsWith(QLatin1Char('\n'))) recorded.chop(1);
+    macroArea_->setPlainText(recorded);
+    macroLines_ = std::make_unique<MacroLines>(macroArea_);
+    listenerDock_ = new QDockWidget(QStringLiteral("Listener"), this);
+    listenerDock_->setObjectName(QStringLiteral("Listener"));
+    listenerDock_->setWidget(macroArea_);
+    addDockWidget(Qt::BottomDockWidgetArea, listenerDock_);
+    listenerDock_->hide();
 
     statusBar()->showMessage(QStringLiteral("Ready"));
 }

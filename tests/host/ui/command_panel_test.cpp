@@ -1,12 +1,15 @@
 // The frame's command panel in the motion tab: the edited controller's pages come and go.
 #include <gtest/gtest.h>
 
+#include <QDockWidget>
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QTabBar>
 #include <QToolButton>
 
 #include "control.h"
+#include "macrorec.h"
 #include "maxapi.h"
 #include "ui/main_window.h"
 #include "ui/ui_application.h"
@@ -81,6 +84,27 @@ TEST(CommandPanel, ShowsTheEditedControllersPagesInTheMotionTab) {
     ip->SetCommandPanelTaskMode(TASK_MODE_MODIFY);
     EXPECT_TRUE(label.isNull());
     host::ResetScene();
+}
+
+TEST(Listener, ShowsTheMacroRecorderTextInItsArea) {
+    macroRecorder->ClearText();
+    macroRecorder->FunctionCall(L"max motion mode");
+    macroRecorder->Cancel();
+    macroRecorder->FunctionCall(L"clearSelection");
+    macroRecorder->EmitScript();
+    host::ui::MainWindow* w = host::ui::StartUI();
+    QPlainTextEdit* area = w->MacroRecorderArea();
+    ASSERT_NE(area, nullptr);
+    EXPECT_EQ(w->ListenerDock()->widget(), area);
+    EXPECT_EQ(area->toPlainText(), QStringLiteral("clearSelection()")) << "what was recorded before the frame opened";
+    macroRecorder->FunctionCall(L"select", {MacroRecorder::Arg(L"x")});
+    macroRecorder->EmitScript();
+    EXPECT_EQ(area->toPlainText(), QStringLiteral("clearSelection()\nselect \"x\""));
+    host::ui::StopUI();
+    macroRecorder->FunctionCall(L"clearSelection");
+    macroRecorder->EmitScript();
+    EXPECT_EQ(macroRecorder->Text(), L"clearSelection()\nselect \"x\"\nclearSelection()\n") << "no observer left behind";
+    macroRecorder->ClearText();
 }
 
 }  // namespace

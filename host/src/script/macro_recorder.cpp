@@ -77,6 +77,7 @@ void MacroRecorder::FunctionCall(const MCHAR* fn, std::initializer_list<Arg> arg
 
 void MacroRecorder::MethodCall(Animatable* target, const MCHAR* fn, std::initializer_list<Arg> args,
                                std::initializer_list<KeyArg> keys) {
+    hasPending_ = false;
     if (!Enabled()) return;
     const Arg path = Arg::Anim(target);
     Compose(path.Text() + MSTR(L".") + MSTR(fn ? fn : L""), args, keys, path.Valid() && fn && *fn);

@@ -13,6 +13,7 @@ class ISave;
 class ILoad;
 class AnimEnum;
 class Animatable;
+class IObjParam;
 typedef Tab<TimeValue> TimeTab;
 
 // Anim flags used by the host and the plug-in.
@@ -28,6 +29,18 @@ constexpr DWORD A_PLUGIN2 = 0x00020000;
 constexpr DWORD A_PLUGIN3 = 0x00040000;
 constexpr DWORD A_PLUGIN4 = 0x00080000;
 constexpr DWORD A_DEPENDENCY_TEST = 0x04000000;  // set on everything a dependency test reaches
+
+// BeginEditParams flags: which panel opens the editing. Controllers are edited from the
+// motion panel (BEGIN_EDIT_MOTION) while their node is the only one selected.
+constexpr ULONG BEGIN_EDIT_CREATE = 1 << 0;
+constexpr ULONG BEGIN_EDIT_MOTION = 1 << 1;
+constexpr ULONG BEGIN_EDIT_HIERARCHY = 1 << 2;
+constexpr ULONG BEGIN_EDIT_IK = 1 << 3;
+constexpr ULONG BEGIN_EDIT_LINKINFO = 1 << 4;
+constexpr ULONG BEGIN_EDIT_SUPPRESS_SO = 1 << 5;
+// EndEditParams flags: END_EDIT_REMOVEUI asks the editor to take its rollups down (the host
+// always passes it; an editor never keeps rollups for the next one).
+constexpr ULONG END_EDIT_REMOVEUI = 1 << 0;
 
 // GetKeyTimes / key iteration flags.
 constexpr DWORD KEYAT_POSITION = 1 << 0;
@@ -116,6 +129,12 @@ public:
     int EnumAnimTree(AnimEnum* animEnum, Animatable* client, int subNum);
 
     // Interfaces by id; null when not offered.
+    // Editing in the command panel: BeginEditParams adds the editor's rollups through
+    // ip->AddRollupPage, EndEditParams removes them (ip->DeleteRollupPage). prev and next are
+    // the objects edited before and after, or null. Every Begin is followed by exactly one End.
+    virtual void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) { (void)ip; (void)flags; (void)prev; }
+    virtual void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) { (void)ip; (void)flags; (void)next; }
+
     virtual BaseInterface* GetInterface(Interface_ID id);
     virtual void* GetInterface(ULONG id);
     virtual int NumInterfaces() const { return 0; }

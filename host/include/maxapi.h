@@ -95,6 +95,20 @@ void MessageBeep(UINT type);
 
 typedef DWORD (*LPTHREAD_START_ROUTINE)(void* arg);
 
+// Command panel task modes (the panel's tabs).
+constexpr int TASK_MODE_CREATE = 1;
+constexpr int TASK_MODE_MODIFY = 2;
+constexpr int TASK_MODE_HIERARCHY = 3;
+constexpr int TASK_MODE_MOTION = 4;
+constexpr int TASK_MODE_DISPLAY = 5;
+constexpr int TASK_MODE_UTILITY = 6;
+
+// Rollup pages: AddRollupPage flags, and categories (lower categories show higher).
+constexpr DWORD APPENDROLL_CLOSED = 1 << 0;
+constexpr int ROLLUP_CAT_SYSTEM = 2000;
+constexpr int ROLLUP_CAT_STANDARD = 4000;
+constexpr int ROLLUP_CAT_CUSTATTRIB = 6000;
+
 class Interface {
 public:
     virtual ~Interface() = default;
@@ -133,7 +147,8 @@ public:
     virtual void DeleteNode(INode* node, BOOL keepChildTM = TRUE, BOOL redraw = TRUE, BOOL overrideSlaves = FALSE);
 
     // ---- Selection. Nodes whose selection changes get REFMSG_TARGET_SELECTIONCHANGE sent to
-    // their dependents; a call that changed anything broadcasts NOTIFY_SELECTIONSET_CHANGED.
+    // their dependents; a call that changed anything broadcasts NOTIFY_SELECTIONSET_CHANGED and,
+    // while holding, is recorded ("Select"): undo puts the whole selection back at once.
     virtual int GetSelNodeCount();
     // Null for an index out of range.
     virtual INode* GetSelNode(int i);
@@ -169,6 +184,20 @@ public:
 
     // ---- Layers.
     virtual ILayerManager* GetLayerManager();
+
+    // ---- Command panel. The host starts in TASK_MODE_MODIFY. In TASK_MODE_MOTION, while
+    // exactly one node is selected, its TM controller is edited: the host calls its
+    // BeginEditParams(ip, BEGIN_EDIT_MOTION, prev), and EndEditParams(ip, END_EDIT_REMOVEUI,
+    // next) once the selection, the mode or the node's controller changes, the node is
+    // deleted or the scene is reset. An unknown mode is ignored.
+    virtual int GetCommandPanelTaskMode();
+    virtual void SetCommandPanelTaskMode(int mode);
+    // A rollup of the object being edited, shown in the command panel by category, then in
+    // the order added. The widget is not owned: its editor deletes it after DeleteRollupPage.
+    // Adding a widget twice keeps the first page.
+    virtual void AddRollupPage(QWidget& qtWidget, const MCHAR* title, DWORD rollupFlags = 0,
+                               int category = ROLLUP_CAT_STANDARD);
+    virtual void DeleteRollupPage(QWidget& qtWidget);
 
     // ---- User.
     virtual void PushPrompt(const MCHAR* msg);
@@ -321,5 +350,29 @@ struct ProgressState {
 const ProgressState& Progress();
 void SetUIScaleFactor(float f);
 void SetMainWindow(QWidget* w);
+
+// The command panel's rollup pages (Interface::AddRollupPage), in the order shown; the Qt
+// frame's panel shows them, headless runs read them here.
+struct RollupPage {
+    QWidget* widget = nullptr;
+    MSTR title;
+    DWORD flags = 0;
+    int category = ROLLUP_CAT_STANDARD;
+};
+const std::vector<RollupPage>& RollupPages();
+// What the motion panel edits now (a TM controller), or null.
+Animatable* EditedInMotionPanel();
+
+// Told of every change of the pages or the task mode. Not owned; remove before destruction.
+class CommandPanelObserver {
+public:
+    virtual ~CommandPanelObserver() = default;
+    virtual void RollupPageAdded(const RollupPage& page) { (void)page; }
+    // Called before the page leaves; its widget is still alive.
+    virtual void RollupPageDeleted(const RollupPage& page) { (void)page; }
+    virtual void TaskModeChanged(int mode) { (void)mode; }
+};
+void AddCommandPanelObserver(CommandPanelObserver* o);
+void RemoveCommandPanelObserver(CommandPanelObserver* o);
 
 }  // namespace host

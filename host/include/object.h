@@ -146,9 +146,6 @@ public:
     virtual void TransformStart(TimeValue t) { (void)t; }
     virtual void TransformFinish(TimeValue t) { (void)t; }
     virtual void TransformCancel(TimeValue t) { (void)t; }
-    // Rollups while the object is edited.
-    virtual void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) { (void)ip; (void)flags; (void)prev; }
-    virtual void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) { (void)ip; (void)flags; (void)next; }
     // The object's name in the modifier stack and the track view; the class name by default.
     virtual MSTR GetObjectName(bool localized = true) const { return ClassName(localized); }
 };

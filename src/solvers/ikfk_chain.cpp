@@ -6,10 +6,12 @@
 #include "frame/class_registry.h"
 #include "hold.h"
 #include "inode.h"
+#include "macrorec.h"
 #include "maxapi.h"
 #include "resources/resource.h"
 #include "resources/string_table.h"
 #include "solvers/ikfk_control.h"
+#include "solvers/ui/ikfk_motion_rollups.h"
 #include "solvers/ikfk_link.h"
 #include "solvers/ikfk_math.h"
 #include "stdctrl.h"
@@ -213,7 +215,22 @@ IKFKChain::IKFKChain(BOOL loading) {
     if (!loading) ReplaceReference(kPBlockRef, CreateParameterBlock2(&ChainBlock(), this));
 }
 
-IKFKChain::~IKFKChain() = default;
+IKFKChain::~IKFKChain() { delete rollups_; }
+
+void IKFKChain::BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) {
+    (void)flags;
+    (void)prev;
+    delete rollups_;
+    rollups_ = new IKFKMotionRollups(ip, this, nullptr);
+}
+
+void IKFKChain::EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) {
+    (void)ip;
+    (void)flags;
+    (void)next;
+    delete rollups_;
+    rollups_ = nullptr;
+}
 
 MSTR IKFKChain::ClassName(bool localized) const {
     const MCHAR* s = localized ? GetString(IDS_CLASS_IKFKCHAIN) : nullptr;
@@ -824,6 +841,8 @@ void IKFKChain::FK() {
     MatchFK(false, -1, false);
     pblock->SetValue(pb_ikfk_blend, GetCOREInterface()->GetTime(), 0.0f);
     theHold.Accept(L"IKFK Change");
+    macroRecorder->MethodCall(this, L"FK");
+    macroRecorder->EmitScript();
 }
 
 void IKFKChain::IK() {
@@ -832,6 +851,20 @@ void IKFKChain::IK() {
     MatchIK(false, true, -1, true, true);
     pblock->SetValue(pb_ikfk_blend, GetCOREInterface()->GetTime(), 1.0f);
     theHold.Accept(L"IKFK Change");
+    macroRecorder->MethodCall(this, L"IK");
+    macroRecorder->EmitScript();
+}
+
+void IKFKChain::MatchFK(bool toIK) {
+    MatchFK(toIK, -1, false);
+    macroRecorder->MethodCall(this, L"MatchFK", {}, {{L"toIK", toIK}});
+    macroRecorder->EmitScript();
+}
+
+void IKFKChain::MatchIK(bool toFK) {
+    MatchIK(toFK, true, -1, true, true);
+    macroRecorder->MethodCall(this, L"MatchIK", {}, {{L"toFK", toFK}});
+    macroRecorder->EmitScript();
 }
 
 void IKFKChain::MatchManualStretch() {

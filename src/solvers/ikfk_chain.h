@@ -21,6 +21,7 @@ class INode;
 namespace kt {
 
 class IKFKControl;
+class IKFKMotionRollups;
 
 constexpr Class_ID IKFKCHAIN_CLASS_ID(0x45596D56, 0x1E847B60);
 constexpr Interface_ID IIKFKCHAIN_INTERFACE_ID(0x45596D56, 0x1E847B60);
@@ -91,6 +92,9 @@ public:
 
     explicit IKFKChain(BOOL loading = FALSE);
     ~IKFKChain() override;
+    // The motion panel shows the chain's rollup while the chain's node is edited.
+    void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) override;
+    void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) override;
 
     // ---- Identity and references.
     SClass_ID SuperClassID() override { return CTRL_MATRIX3_CLASS_ID; }
@@ -152,8 +156,9 @@ public:
     // ---- Matching (each one undo step "IKFK Change"; the time is the current time).
     void FK() override;
     void IK() override;
-    void MatchFK(bool toIK) override { MatchFK(toIK, -1, false); }
-    void MatchIK(bool toFK) override { MatchIK(toFK, true, -1, true, true); }
+    // FK, IK and these two are recorded in the macro recorder (`$Chain.controller.FK()`).
+    void MatchFK(bool toIK) override;
+    void MatchIK(bool toFK) override;
     void MatchManualStretch() override;
     void MatchPreferredRotations() override;
     // joint: a single joint, or -1 for all (without the last when skipLast).
@@ -202,6 +207,7 @@ protected:
     void WeakRefChanged(int index, ReferenceTarget* target, PartID part, RefMessage message) override;
 
 private:
+    IKFKMotionRollups* rollups_ = nullptr;
     friend class IKFKChainAccessor;
     friend class IKFKChainPostPatchProc;
     // The solve; blend < 0 takes ikfk_blend.

@@ -6,6 +6,8 @@
 #include "resources/resource.h"
 #include "resources/string_table.h"
 #include "solvers/ikfk_chain.h"
+#include "solvers/ikfk_link.h"
+#include "solvers/ui/ikfk_motion_rollups.h"
 
 namespace kt {
 namespace {
@@ -48,6 +50,24 @@ private:
 };
 
 }  // namespace
+
+IKFKControl::~IKFKControl() { delete rollups_; }
+
+void IKFKControl::BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) {
+    (void)prev;
+    animFlag = flags;
+    delete rollups_;
+    rollups_ = new IKFKMotionRollups(ip, GetChain(), dynamic_cast<IKFKLink*>(link_));
+}
+
+void IKFKControl::EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) {
+    (void)ip;
+    (void)flags;
+    (void)next;
+    delete rollups_;
+    rollups_ = nullptr;
+    animFlag = 0;
+}
 
 IKFKControl::IKFKControl(BOOL loading) {
     if (!loading) ReplaceReference(kPBlockRef, CreateParameterBlock2(&ControlBlock(), this));

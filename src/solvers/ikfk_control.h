@@ -12,6 +12,7 @@ class INode;
 namespace kt {
 
 class IKFKChain;
+class IKFKMotionRollups;
 
 constexpr Class_ID IKFKCONTROL_CLASS_ID(0x45596D56, 0x1E847B62);
 
@@ -21,6 +22,7 @@ public:
     enum ParamIds { pb_ikfkchain_node = 0, pb_type = 1, pb_index = 2 };
 
     explicit IKFKControl(BOOL loading = FALSE);
+    ~IKFKControl() override;
 
     SClass_ID SuperClassID() override { return CTRL_MATRIX3_CLASS_ID; }
     Class_ID ClassID() override { return IKFKCONTROL_CLASS_ID; }
@@ -70,6 +72,11 @@ public:
     int HitTest(TimeValue t, INode* inode, int type, int crossing, int flags, IPoint2* p, ViewExp* vpt) override;
     void GetWorldBoundBox(TimeValue t, INode* inode, ViewExp* vpt, Box3& box) override;
 
+    // The motion panel: the chain's rollup and, with an IKFKLink as link controller, the
+    // link's. animFlag holds flags from Begin to End.
+    void BeginEditParams(IObjParam* ip, ULONG flags, Animatable* prev) override;
+    void EndEditParams(IObjParam* ip, ULONG flags, Animatable* next) override;
+
     // The chain this node belongs to, or null (none, deleted, or not an IKFKChain).
     IKFKChain* GetChain();
     INode* GetChainNode();
@@ -101,6 +108,7 @@ private:
     Control* pref_ = nullptr;
     Control* main_ = nullptr;
     Control* link_ = nullptr;
+    IKFKMotionRollups* rollups_ = nullptr;
 };
 
 }  // namespace kt

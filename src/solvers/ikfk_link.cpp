@@ -5,6 +5,7 @@
 #include "frame/class_registry.h"
 #include "hold.h"
 #include "inode.h"
+#include "macrorec.h"
 #include "maxapi.h"
 #include "resources/resource.h"
 #include "resources/string_table.h"
@@ -214,7 +215,7 @@ void IKFKLink::KeepWorld(TimeValue t, const Matrix3& world) {
     ResumeAnimate();
 }
 
-bool IKFKLink::AddTarget(INode* target, int frameNo, bool keepTM) {
+bool IKFKLink::Insert(INode* target, int frameNo, bool keepTM) {
     if (!pblock) return false;
     if (target && !CanPick(target)) return false;
     const TimeValue t = frameNo * GetTicksPerFrame();
@@ -234,7 +235,22 @@ bool IKFKLink::AddTarget(INode* target, int frameNo, bool keepTM) {
     return true;
 }
 
-bool IKFKLink::AddWorld(int frameNo, bool keepTM) { return AddTarget(nullptr, frameNo, keepTM); }
+
+bool IKFKLink::AddTarget(INode* target, int frameNo, bool keepTM) {
+    if (!target) return AddWorld(frameNo, keepTM);
+    if (!Insert(target, frameNo, keepTM)) return false;
+    macroRecorder->MethodCall(this, L"AddTarget", {MacroRecorder::Arg::Anim(target), frameNo},
+                              {{L"keepTM", keepTM}});
+    macroRecorder->EmitScript();
+    return true;
+}
+
+bool IKFKLink::AddWorld(int frameNo, bool keepTM) {
+    if (!Insert(nullptr, frameNo, keepTM)) return false;
+    macroRecorder->MethodCall(this, L"AddWorld", {frameNo}, {{L"keepTM", keepTM}});
+    macroRecorder->EmitScript();
+    return true;
+}
 
 bool IKFKLink::DeleteTarget(int targetNumber, bool keepTM) {
     if (!pblock || targetNumber < 0 || targetNumber >= GetNumTargets()) return false;
@@ -249,6 +265,8 @@ bool IKFKLink::DeleteTarget(int targetNumber, bool keepTM) {
     if (keepTM) KeepWorld(t, world);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     theHold.Accept(L"IKFK Change");
+    macroRecorder->MethodCall(this, L"DeleteTarget", {targetNumber + 1}, {{L"keepTM", keepTM}});
+    macroRecorder->EmitScript();
     return true;
 }
 
@@ -262,6 +280,8 @@ void IKFKLink::SetFrameNo(int targetNumber, int frameNo) {
     pblock->SetValue(pb_start_times, 0, static_cast<int>(t), targetNumber);
     NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     theHold.Accept(L"IKFK Change");
+    macroRecorder->MethodCall(this, L"SetFrameNo", {targetNumber + 1, frameNo});
+    macroRecorder->EmitScript();
 }
 
 TimeValue IKFKLink::GetKeyTime(int index) {

@@ -37,7 +37,9 @@ public:
     virtual INode* GetNode(int nodeNumber) = 0;
     virtual int GetFrameNo(int targetNumber) = 0;
     virtual void SetFrameNo(int targetNumber, int frameNo) = 0;
-    // keepTM: the controlled node keeps its world place at the change frame. One undo step.
+    // keepTM: the controlled node keeps its world place at the change frame. One undo step,
+    // recorded in the macro recorder as a call on the link (`<link's path>.DeleteTarget 2
+    // keepTM:true`, entry numbers one-based).
     virtual bool AddTarget(INode* target, int frameNo, bool keepTM = true) = 0;
     virtual bool DeleteTarget(int targetNumber, bool keepTM = true) = 0;
     virtual bool AddWorld(int frameNo, bool keepTM = true) = 0;
@@ -117,6 +119,8 @@ protected:
     }
 
 private:
+    // AddTarget and AddWorld without their recording.
+    bool Insert(INode* target, int frameNo, bool keepTM);
     int ActiveEntry(TimeValue t);
     Matrix3 TargetTM(int k, TimeValue t, Interval& valid);
     Matrix3 Offset(int k, Interval& valid);

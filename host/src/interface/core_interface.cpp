@@ -203,8 +203,52 @@ INode* Interface::GetSelNode(int i) {
     return i >= 0 && i < static_cast<int>(sel.size()) ? sel[static_cast<size_t>(i)] : nullptr;
 }
 
+namespace host {
+namespace {
+
+std::vector<AnimHandle> SelectionHandles() {
+    std::vector<AnimHandle> out;
+    for (INode* n : Scene::Get().Selection()) out.push_back(Animatable::GetHandleByAnim(n));
+    return out;
+}
+
+// Puts the whole selection back as one change, so that undo tells the panel once.
+void ApplySelection(const std::vector<AnimHandle>& handles) {
+    Scene& s = Scene::Get();
+    std::vector<INode*> want;
+    for (AnimHandle h : handles)
+        if (auto* n = dynamic_cast<INode*>(Animatable::GetAnimByHandle(h)); n && n->host_InScene()) want.push_back(n);
+    bool changed = false;
+    for (INode* n : std::vector<INode*>(s.Selection()))
+        if (std::find(want.begin(), want.end(), n) == want.end()) changed |= s.SetSelected(n, false);
+    for (INode* n : want) changed |= s.SetSelected(n, true);
+    if (changed) BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+}
+
+// Records a selection change made under a hold; the host's selection calls go through here.
+class SelectionChange {
+public:
+    SelectionChange() : before_(SelectionHandles()) {}
+    // Broadcasts the change (if any) and records it.
+    void Done(bool changed) {
+        if (!changed) return;
+        if (theHold.Holding()) {
+            theHold.Put(new FnRestore([b = before_] { ApplySelection(b); },
+                                      [a = SelectionHandles()] { ApplySelection(a); }, L"Select"));
+        }
+        BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+    }
+
+private:
+    std::vector<AnimHandle> before_;
+};
+
+}  // namespace
+}  // namespace host
+
 void Interface::SelectNode(INode* node, int clearSel) {
     host::Scene& s = host::Scene::Get();
+    host::SelectionChange change;
     bool changed = false;
     if (clearSel) {
         std::vector<INode*> others = s.Selection();
@@ -212,27 +256,30 @@ void Interface::SelectNode(INode* node, int clearSel) {
             if (n != node) changed |= s.SetSelected(n, false);
     }
     if (node) changed |= s.SetSelected(node, true);
-    if (changed) BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+    change.Done(changed);
 }
 
 void Interface::DeSelectNode(INode* node) {
-    if (host::Scene::Get().SetSelected(node, false)) BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+    host::SelectionChange change;
+    change.Done(host::Scene::Get().SetSelected(node, false));
 }
 
 void Interface::SelectNodeTab(INodeTab& nodes, BOOL sel, BOOL redraw) {
     host::Scene& s = host::Scene::Get();
+    host::SelectionChange change;
     bool changed = false;
     for (INode* n : nodes) changed |= s.SetSelected(n, sel != 0);
-    if (changed) BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+    change.Done(changed);
     if (redraw) RedrawViews(GetTime());
 }
 
 void Interface::ClearNodeSelection(BOOL redraw) {
     host::Scene& s = host::Scene::Get();
+    host::SelectionChange change;
     std::vector<INode*> all = s.Selection();
     bool changed = false;
     for (INode* n : all) changed |= s.SetSelected(n, false);
-    if (changed) BroadcastNotification(NOTIFY_SELECTIONSET_CHANGED);
+    change.Done(changed);
     if (redraw) RedrawViews(GetTime());
 }
 

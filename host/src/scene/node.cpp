@@ -241,8 +241,10 @@ BOOL INode::SetTMController(Control* m3cont) {
     if (isRoot_) return FALSE;
     if (m3cont == tmControl_) return TRUE;
     if (m3cont && DependsOn(m3cont)) return FALSE;
+    host::MotionPanelTMChanging(tmControl_, m3cont);
     SetRefRecorded(kTMRef, m3cont);
     NodeAccess::RefSlotChanged(this, kTMRef);
+    host::MotionPanelTMChanged();
     return TRUE;
 }
 

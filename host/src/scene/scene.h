@@ -17,6 +17,11 @@ T* FromHandle(AnimHandle h) {
 
 // A restore object made of two functions. Captures handles, never raw pointers, so that it
 // stays safe whatever else was released meanwhile.
+// A node's TM controller is about to be replaced, and has been: the motion panel ends the
+// old controller's editing while it is still whole, then edits the new one.
+void MotionPanelTMChanging(Animatable* old, Animatable* next);
+void MotionPanelTMChanged();
+
 class FnRestore : public RestoreObj {
 public:
     FnRestore(std::function<void()> undo, std::function<void()> redo, const wchar_t* what)

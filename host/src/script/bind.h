@@ -47,6 +47,9 @@ namespace scene {
 // Scene forms: `$…`, classes by script name, node and animatable values, scene built-ins.
 void Bind(Interpreter& in);
 Value ResolvePath(Interpreter& in, std::string_view path);
+// The script path of a node or a track below a node's TM controller (see macrorec.h), or ""
+// for an object outside the scene.
+std::string ScriptPathOf(Animatable* anim);
 bool ResolveGlobal(Interpreter& in, Name name, Value& out);
 
 // Hooks the later bindings fill: properties of an animatable by script name beyond the ones

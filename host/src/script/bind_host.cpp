@@ -69,6 +69,17 @@ public:
             theHold.Redo();
             return true;
         }
+        // `max motion mode` and the other tabs of the command panel
+        static const std::pair<const char*, int> kModes[] = {
+            {"create mode", TASK_MODE_CREATE}, {"modify mode", TASK_MODE_MODIFY},
+            {"hierarchy mode", TASK_MODE_HIERARCHY}, {"motion mode", TASK_MODE_MOTION},
+            {"display mode", TASK_MODE_DISPLAY}, {"utility mode", TASK_MODE_UTILITY}};
+        for (const auto& [name, mode] : kModes) {
+            if (c == name) {
+                GetCOREInterface()->SetCommandPanelTaskMode(mode);
+                return true;
+            }
+        }
         return false;
     }
     void SetRedraw(bool on) override {
@@ -141,6 +152,32 @@ void Bind(Interpreter& in) {
         for (const auto& [name, id] : kDirs)
             if (Name::Intern(name) == n) return Value::String(host::ToUtf8(GetCOREInterface()->GetDir(id)));
         throw RuntimeError("getDir: unknown folder " + a[0].Print());
+    });
+
+    // The command panel's tabs by name: `setCommandPanelTaskMode #motion` (or mode:#motion).
+    static const std::pair<const char*, int> kTaskModes[] = {
+        {"create", TASK_MODE_CREATE}, {"modify", TASK_MODE_MODIFY},   {"hierarchy", TASK_MODE_HIERARCHY},
+        {"motion", TASK_MODE_MOTION}, {"display", TASK_MODE_DISPLAY}, {"utility", TASK_MODE_UTILITY}};
+    in.RegisterPrimitive("getCommandPanelTaskMode", [](Interpreter&, const CallArgs& a) {
+        CheckArgCount("getCommandPanelTaskMode", a, 0);
+        const int mode = GetCOREInterface()->GetCommandPanelTaskMode();
+        for (const auto& [name, id] : kTaskModes)
+            if (id == mode) return Value::FromName(Name::Intern(name));
+        return Value();
+    });
+    in.RegisterPrimitive("setCommandPanelTaskMode", [](Interpreter&, const CallArgs& a) {
+        CheckArgCountRange("setCommandPanelTaskMode", a, 0, 1);
+        const Value* mode = a.pos.empty() ? a.Key("mode") : &a.pos[0];
+        if (!mode) throw RuntimeError("setCommandPanelTaskMode: expected mode:#create, #modify, #hierarchy, #motion, "
+                                      "#display or #utility");
+        Name n = mode->ToName();
+        for (const auto& [name, id] : kTaskModes) {
+            if (Name::Intern(name) == n) {
+                GetCOREInterface()->SetCommandPanelTaskMode(id);
+                return Value::Ok();
+            }
+        }
+        throw RuntimeError("setCommandPanelTaskMode: unknown mode " + mode->Print());
     });
 
     scene::Bind(in);

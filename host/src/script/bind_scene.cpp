@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "bind.h"
+#include "../scene/scene.h"
 #include "control.h"
 #include "inode.h"
 #include "iplugin.h"
@@ -1096,6 +1097,64 @@ void Bind(Interpreter& in) {
         host::ResetScene();
         return Value::Ok();
     });
+}
+
+namespace {
+
+// How a node is written: `$name`, `$'name'`, or by handle when the name does not find it.
+std::string NodePath(INode* n) {
+    const std::wstring name = n->GetName() ? n->GetName() : L"";
+    int same = 0;
+    host::Scene::Get().ForEachNode([&](INode* o) {
+        if (host::EqualNoCase(o->GetName() ? o->GetName() : L"", name)) ++same;
+    });
+    const std::string utf8 = Utf8(name.c_str());
+    if (same == 1 && !name.empty()) {
+        if (ScriptName(utf8) == utf8 && !std::isdigit(static_cast<unsigned char>(utf8[0]))) return "$" + utf8;
+        if (utf8.find('\'') == std::string::npos && utf8.find('\n') == std::string::npos) return "$'" + utf8 + "'";
+    }
+    return "(maxOps.getNodeByHandle " + std::to_string(n->GetHandle()) + ")";
+}
+
+// The way from `from` to `target` through sub-anims, each step `.Name.controller` (or
+// `[i].controller` when the name is empty, taken twice or a property of its own).
+bool SubPath(Animatable* from, Animatable* target, int depth, std::string& out) {
+    if (from == target) return true;
+    if (depth == 0) return false;
+    static const Name reserved[] = {Name::Intern("value"), Name::Intern("keys"), Name::Intern("numSubs"),
+                                    Name::Intern("controller")};
+    const int n = from->NumSubs();
+    for (int i = 0; i < n; ++i) {
+        Animatable* sub = from->SubAnim(i);
+        if (!sub) continue;
+        std::string rest;
+        if (!SubPath(sub, target, depth - 1, rest)) continue;
+        const std::string name = ScriptName(Utf8(from->SubAnimName(i, false).data()));
+        bool byName = !name.empty() && !std::isdigit(static_cast<unsigned char>(name[0])) &&
+                      SubAnimByName(from, Name::Intern(name)) == i;
+        for (Name r : reserved) byName = byName && Name::Intern(name) != r;
+        out = (byName ? "." + name : "[" + std::to_string(i + 1) + "]") + ".controller" + rest;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::string ScriptPathOf(Animatable* anim) {
+    if (!anim) return {};
+    std::string found;
+    host::Scene::Get().ForEachNode([&](INode* n) {
+        if (!found.empty() || n->IsRootNode()) return;
+        if (n == anim) {
+            found = NodePath(n);
+            return;
+        }
+        Animatable* tm = n->GetTMController();
+        std::string rest;
+        if (tm && SubPath(tm, anim, 6, rest)) found = NodePath(n) + ".controller" + rest;
+    });
+    return found;
 }
 
 }  // namespace scene

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "lexer.h"
+#include "macrorec.h"
 #include "runtime.h"
 
 namespace host::script {
@@ -145,6 +146,11 @@ RunResult Interpreter::Run(std::string_view text, const RunOptions& options) {
         stackLimit_ = ComputeStackLimit();
     }
     RunDepth depth(runDepth_);
+    // What a script does is the script's, not the user's: the recorder keeps only the latter.
+    struct RecorderPause {
+        RecorderPause() { macroRecorder->Disable(); }
+        ~RecorderPause() { macroRecorder->Enable(); }
+    } pause;
     std::string source = options.sourceName.empty() ? "anonymous codeblock" : options.sourceName;
 
     Ref<ScriptUnit> unit;

@@ -7,14 +7,17 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QPlainTextEdit>
 #include <QScrollArea>
 #include <QSlider>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include "inode.h"
 #include "iparamb2.h"
+#include "macrorec.h"
 #include "maxapi.h"
 #include "modifier.h"
 #include "notify.h"
@@ -107,6 +110,15 @@ CommandPanel::CommandPanel(QWidget* parent) : QWidget(parent) {
     QFont f = title_->font();
     f.setBold(true);
     title_->setFont(f);
+    tabs_ = new QTabBar(this);
+    tabs_->setObjectName(QStringLiteral("commandPanelTabs"));
+    tabs_->setExpanding(false);
+    for (const char* name : {"Create", "Modify", "Hierarchy", "Motion", "Display", "Utility"})
+        tabs_->addTab(QString::fromLatin1(name));
+    tabs_->setCurrentIndex(GetCOREInterface()->GetCommandPanelTaskMode() - TASK_MODE_CREATE);
+    connect(tabs_, &QTabBar::currentChanged, this,
+            [](int index) { GetCOREInterface()->SetCommandPanelTaskMode(index + TASK_MODE_CREATE); });
+    outer->addWidget(tabs_);
     outer->addWidget(title_);
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
@@ -118,9 +130,14 @@ CommandPanel::CommandPanel(QWidget* parent) : QWidget(parent) {
     scroll->setWidget(body);
     outer->addWidget(scroll, 1);
     RegisterNotification(&CommandPanel::OnSelection, this, NOTIFY_SELECTIONSET_CHANGED);
+    host::AddCommandPanelObserver(this);
 }
 
-CommandPanel::~CommandPanel() { UnRegisterNotification(&CommandPanel::OnSelection, this, NOTIFY_SELECTIONSET_CHANGED); }
+CommandPanel::~CommandPanel() {
+    host::RemoveCommandPanelObserver(this);
+    UnRegisterNotification(&CommandPanel::OnSelection, this, NOTIFY_SELECTIONSET_CHANGED);
+    Clear();
+}
 
 void CommandPanel::OnSelection(void* param, NotifyInfo*) {
     Interface* ip = GetCOREInterface();
@@ -128,9 +145,53 @@ void CommandPanel::OnSelection(void* param, NotifyInfo*) {
 }
 
 void CommandPanel::Clear() {
+    // Page widgets belong to their editors: out of their frames before the frames go.
+    for (auto& [widget, frame] : pageFrames_) {
+        widget->hide();
+        widget->setParent(nullptr);
+        delete frame;
+    }
+    pageFrames_.clear();
     for (QWidget* w : frames_) delete w;
     frames_.clear();
     rollups_.clear();
+}
+
+void CommandPanel::AddPage(const host::RollupPage& page) {
+    if (!page.widget || pageFrames_.count(page.widget)) return;
+    auto* frame = new Rollup(ToQ(page.title.data()), page.widget);
+    if (page.flags & APPENDROLL_CLOSED) frame->findChild<QToolButton*>()->setChecked(false);
+    // Shown in the host's order: after the pages that come before it there.
+    int at = 0;
+    for (const host::RollupPage& p : host::RollupPages()) {
+        if (p.widget == page.widget) break;
+        if (pageFrames_.count(p.widget)) ++at;
+    }
+    list_->insertWidget(at, frame);
+    page.widget->show();
+    pageFrames_[page.widget] = frame;
+    if (auto* pb = dynamic_cast<MaxSDK::QMaxParamBlockWidget*>(page.widget)) rollups_.push_back(pb);
+}
+
+void CommandPanel::RollupPageAdded(const host::RollupPage& page) {
+    if (GetCOREInterface()->GetCommandPanelTaskMode() == TASK_MODE_MOTION) AddPage(page);
+}
+
+void CommandPanel::RollupPageDeleted(const host::RollupPage& page) {
+    auto it = pageFrames_.find(page.widget);
+    if (it == pageFrames_.end()) return;
+    std::erase(rollups_, dynamic_cast<MaxSDK::QMaxParamBlockWidget*>(page.widget));
+    page.widget->hide();
+    page.widget->setParent(nullptr);
+    delete it->second;
+    pageFrames_.erase(it);
+}
+
+void CommandPanel::TaskModeChanged(int mode) {
+    const QSignalBlocker block(tabs_);
+    tabs_->setCurrentIndex(mode - TASK_MODE_CREATE);
+    Interface* ip = GetCOREInterface();
+    ShowNode(ip->GetSelNodeCount() > 0 ? ip->GetSelNode(0) : nullptr);
 }
 
 void CommandPanel::AddAnimatable(Animatable* anim, const QString& heading) {
@@ -174,6 +235,10 @@ void CommandPanel::ShowNode(INode* node) {
         return;
     }
     title_->setText(ToQ(node->GetName()));
+    if (GetCOREInterface()->GetCommandPanelTaskMode() == TASK_MODE_MOTION) {
+        for (const host::RollupPage& page : host::RollupPages()) AddPage(page);
+        return;
+    }
     Object* obj = node->GetObjectRef();
     while (obj && obj->SuperClassID() == GEN_DERIVOB_CLASS_ID) {
         auto* d = static_cast<IDerivedObject*>(obj);
@@ -192,6 +257,13 @@ void CommandPanel::ShowNode(INode* node) {
     }
     AddAnimatable(node->GetTMController(), QStringLiteral("Transform"));
 }
+
+struct MainWindow::MacroLines : MacroRecorder::Observer {
+    explicit MacroLines(QPlainTextEdit* area) : area(area) { macroRecorder->AddObserver(this); }
+    ~MacroLines() override { macroRecorder->RemoveObserver(this); }
+    void LineEmitted(const MSTR& line) override { area->appendPlainText(ToQ(line.data())); }
+    QPlainTextEdit* area;
+};
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setObjectName(QStringLiteral("KinetropeHostMainWindow"));
@@ -240,6 +312,19 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     timeDock_->setFeatures(QDockWidget::NoDockWidgetFeatures);
     timeDock_->setTitleBarWidget(new QWidget(timeDock_));
     addDockWidget(Qt::BottomDockWidgetArea, timeDock_);
+
+    macroArea_ = new QPlainTextEdit(this);
+    macroArea_->setObjectName(QStringLiteral("macroRecorderArea"));
+    macroArea_->setReadOnly(true);
+    QString recorded = ToQ(macroRecorder->Text().data());
+    if (recorded.endsWith(QLatin1Char('\n'))) recorded.chop(1);
+    macroArea_->setPlainText(recorded);
+    macroLines_ = std::make_unique<MacroLines>(macroArea_);
+    listenerDock_ = new QDockWidget(QStringLiteral("Listener"), this);
+    listenerDock_->setObjectName(QStringLiteral("Listener"));
+    listenerDock_->setWidget(macroArea_);
+    addDockWidget(Qt::BottomDockWidgetArea, listenerDock_);
+    listenerDock_->hide();
 
     statusBar()->showMessage(QStringLiteral("Ready"));
 }

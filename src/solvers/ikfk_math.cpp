@@ -16,8 +16,9 @@ inline Point3 Unit(const Point3& p) {
 
 }  // namespace
 
-Quat QuatFromRows(const Matrix3& m) {
-    const Point3 r0 = Unit(m[0]), r1 = Unit(m[1]), r2 = Unit(m[2]);
+Quat QuatFromRows(const Matrix3& m) { return QuatFromUnitRows(Unit(m[0]), Unit(m[1]), Unit(m[2])); }
+
+Quat QuatFromUnitRows(const Point3& r0, const Point3& r1, const Point3& r2) {
     const float tr = r0.x + r1.y + r2.z;
     Quat q;
     if (tr > 0.0f) {

@@ -45,6 +45,8 @@ Quat OrthoQuat(const Matrix3& m);
 // The quaternion of a matrix whose rows are perpendicular and form a right-handed frame
 // (rows normalized first; w >= 0): what OrthoQuat answers for such a matrix, without testing it.
 Quat QuatFromRows(const Matrix3& m);
+// The same for rows already of unit length.
+Quat QuatFromUnitRows(const Point3& r0, const Point3& r1, const Point3& r2);
 
 // Slerp from a to w of the way to b, b first flipped into a's hemisphere.
 Quat SlerpClosest(const Quat& a, Quat b, float w);

@@ -93,7 +93,7 @@ inline Quat FKRotation(const Matrix3& m, Point3& scale) {
     if (!(la > 0.0f && lb > 0.0f && lc > 0.0f) || ab * ab > kTol2 * la * lb || bc * bc > kTol2 * lb * lc ||
         ca * ca > kTol2 * lc * la || !(Det3(m) > 0.0))
         return OrthoQuat(m);
-    return QuatFromRows(m);
+    return QuatFromUnitRows(a * (1.0f / scale.x), b * (1.0f / scale.y), c * (1.0f / scale.z));
 }
 
 // Soft reach: past L - s the reached distance approaches L exponentially. True when it

@@ -1,5 +1,6 @@
 // Keyframe controller evaluation: a Bezier float track of 1,000 keys read at random times and
-// in playback order, and an Euler XYZ rotation over three keyed axes. Each benchmark also
+// in playback order, an Euler XYZ rotation over three keyed axes, and a PRS transform read at
+// a new time with nothing, its rotation, or everything keyed. Each benchmark also
 // times a reference over the same key data (raw arrays, binary search, Horner cubic) and
 // reports the ratio: controller time / reference time.
 #include <benchmark/benchmark.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <ctime>
 #include <cmath>
+#include <math.h>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -14,6 +16,8 @@
 
 #include "euler.h"
 #include "keyctrl.h"
+#include "matrix3.h"
+#include "scalevalue.h"
 #include "stdctrl.h"
 
 #include "bench_support.h"
@@ -225,5 +229,144 @@ void BM_EulerXYZKeyedPlayback(benchmark::State& state) {
     SetRatio(state, start, stop, ref);
 }
 BENCHMARK(BM_EulerXYZKeyedPlayback);
+
+// ---- A node's transform read through its PRS: Bezier position, Euler XYZ over three Bezier
+// floats, Bezier scale, at a new time on every read (as a solver evaluating frame after frame).
+// Arg 0: nothing keyed; 1: the three Euler tracks keyed (2 keys each); 2: every track keyed.
+// Reference: the matrix built directly from the values the tracks have at those times (scale,
+// Euler rotation, translation, times the parent), the arithmetic without the controllers.
+
+constexpr TimeValue kPRSSpan = 1 << 20;
+
+void KeyFloat(Control* c, float a, float b) {
+    IKeyControl* kc = GetKeyControlInterface(c);
+    for (int i = 0; i < 2; ++i) {
+        IBezFloatKey k;
+        k.time = i * kPRSSpan;
+        k.val = i ? b : a;
+        k.flags = SetOutTanType(SetInTanType(0, BEZKEY_AUTO), BEZKEY_AUTO);
+        kc->AppendKey(&k);
+    }
+}
+
+Control* MakePRS(RefHolder& h, int keyed) {
+    Control* prs = NewDefaultMatrix3Controller();
+    h.ReplaceReference(0, prs);
+    Control* pos = prs->GetPositionController();
+    Control* rot = prs->GetRotationController();
+    Control* scl = prs->GetScaleController();
+    const float angles[2][3] = {{0.3f, -0.7f, 1.1f}, {-0.4f, 0.9f, 2.0f}};
+    if (keyed >= 1) {
+        KeyFloat(rot->GetXController(), angles[0][0], angles[1][0]);
+        KeyFloat(rot->GetYController(), angles[0][1], angles[1][1]);
+        KeyFloat(rot->GetZController(), angles[0][2], angles[1][2]);
+    } else {
+        Quat q;
+        EulerToQuat(angles[0], q, EULERTYPE_XYZ);
+        rot->SetValue(0, &q);
+    }
+    if (keyed >= 2) {
+        IKeyControl* kp = GetKeyControlInterface(pos);
+        IKeyControl* ks = GetKeyControlInterface(scl);
+        for (int i = 0; i < 2; ++i) {
+            IBezPoint3Key p;
+            p.time = i * kPRSSpan;
+            p.val = i ? Point3(4.0f, -2.0f, 7.0f) : Point3(1.0f, 2.0f, 3.0f);
+            kp->AppendKey(&p);
+            IBezScaleKey s;
+            s.time = i * kPRSSpan;
+            s.val = ScaleValue(i ? Point3(0.5f, 1.5f, 2.0f) : Point3(1.0f, 1.2f, 0.8f));
+            ks->AppendKey(&s);
+        }
+    } else {
+        Point3 p(1.0f, 2.0f, 3.0f);
+        pos->SetValue(0, &p);
+        ScaleValue s(Point3(1.0f, 1.2f, 0.8f));
+        scl->SetValue(0, &s);
+    }
+    return prs;
+}
+
+struct PRSValues {
+    Point3 p;
+    float a[3];
+    ScaleValue s;
+};
+
+// Scale (axis rows, identity scale axis), then X, Y, Z rotations, then translation, then the
+// parent, in plain float arithmetic.
+Matrix3 DirectPRS(const PRSValues& v, const Matrix3& parent) {
+    float r[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    float sn[3], cs[3];
+    for (int k = 0; k < 3; ++k)
+        ::sincosf(v.a[k], &sn[k], &cs[k]);
+    for (auto& row : r) {
+        const float y = row[1] * cs[0] - row[2] * sn[0], z = row[1] * sn[0] + row[2] * cs[0];
+        row[1] = y;
+        row[2] = z;
+        const float x = row[0] * cs[1] + row[2] * sn[1], z2 = row[2] * cs[1] - row[0] * sn[1];
+        row[0] = x;
+        row[2] = z2;
+        const float x2 = row[0] * cs[2] - row[1] * sn[2], y2 = row[0] * sn[2] + row[1] * cs[2];
+        row[0] = x2;
+        row[1] = y2;
+    }
+    const Point3 p0 = parent.GetRow(0), p1 = parent.GetRow(1), p2 = parent.GetRow(2);
+    Matrix3 m;
+    for (int i = 0; i < 3; ++i)
+        m.SetRow(i, (p0 * r[i][0] + p1 * r[i][1] + p2 * r[i][2]) * v.s.s[i]);
+    m.SetRow(3, p0 * v.p.x + p1 * v.p.y + p2 * v.p.z + parent.GetRow(3));
+    return m;
+}
+
+void BM_PRSNewTime(benchmark::State& state) {
+    RefHolder h;
+    Control* prs = MakePRS(h, int(state.range(0)));
+    Control* pos = prs->GetPositionController();
+    Control* rot = prs->GetRotationController();
+    Control* scl = prs->GetScaleController();
+    Matrix3 parent = RotateXMatrix(0.4f);
+    parent.Translate(Point3(5.0f, -1.0f, 2.0f));
+    // The values at each time the loop reads, for the reference.
+    constexpr size_t kTimes = 4096;
+    struct Values {
+        Point3 p;
+        float a[3];
+        ScaleValue s;
+    };
+    std::vector<PRSValues> vals(kTimes);
+    for (size_t i = 0; i < kTimes; ++i) {
+        const TimeValue t = TimeValue(i + 1) * 37;
+        Interval iv = FOREVER;
+        pos->GetValue(t, &vals[i].p, iv);
+        Control* axes[3] = {rot->GetXController(), rot->GetYController(), rot->GetZController()};
+        for (int k = 0; k < 3; ++k)
+            axes[k]->GetValue(t, &vals[i].a[k], iv);
+        scl->GetValue(t, &vals[i].s, iv);
+        Matrix3 m = parent;
+        prs->GetValue(t, &m, iv, CTRL_RELATIVE);
+        if (!m.Equals(DirectPRS(vals[i], parent), 1e-4f)) {
+            std::fprintf(stderr, "PRS reference differs at %d\n", t);
+            std::abort();
+        }
+    }
+    size_t i = 0;
+    const double start = ThreadNs();
+    for (auto _ : state) {
+        Matrix3 m = parent;
+        Interval iv = FOREVER;
+        prs->GetValue(TimeValue((i++ & (kTimes - 1)) + 1) * 37, &m, iv, CTRL_RELATIVE);
+        benchmark::DoNotOptimize(m);
+    }
+    const double stop = ThreadNs();
+    float sink = 0.0f;
+    const double ref = NsPerCall(size_t(state.iterations()), [&](size_t k) {
+        const Matrix3 m = DirectPRS(vals[k & (kTimes - 1)], parent);
+        sink += m.GetRow(3).x;
+        benchmark::DoNotOptimize(sink);
+    });
+    SetRatio(state, start, stop, ref);
+}
+BENCHMARK(BM_PRSNewTime)->Arg(0)->Arg(1)->Arg(2);
 
 } // namespace

@@ -95,6 +95,8 @@ public:
 
     // Points slot `which` at newtarg, keeping dependents in step. While the hold is on,
     // records the swap. With delOld the old target is released once nothing needs it.
+    // A maker that is itself a target then sends REFMSG_CHANGE to its dependents (undo and
+    // redo of the swap do too): what it computes from the slot may have changed.
     RefResult ReplaceReference(int which, RefTargetHandle newtarg, BOOL delOld = TRUE);
     RefResult DeleteReference(int which);
     RefResult DeleteAllRefsFromMe();

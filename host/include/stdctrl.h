@@ -166,6 +166,13 @@ class StdControl : public Control {
 // reference i and may be replaced by any controller of its super class (AssignController or
 // ReplaceReference; another super class or a cycle is refused). Their key calls go to the
 // sub-controllers, so they show the union of the sub-controllers' keys.
+// Euler XYZ, Position XYZ, Scale XYZ and PRS answer a read inside the validity of the last value
+// they computed from that value (a PRS keeps its local transform and answers local * parent)
+// while every sub-controller is one of the host's keyframe controllers without ease or
+// multiplier curves, or (in a PRS) Euler XYZ, Position XYZ or Scale XYZ over such floats. Any
+// message from a sub-controller, a slot change, an Euler order change and undo or redo of these
+// drop the kept value. With any other sub-controller (constraints, lists, controllers of
+// plug-ins, which may follow things that send no message) every read is computed.
 //
 // PRS (the default transform controller): local = scale * rotation * position (row vectors, scale
 // first). GetValue multiplies the local transform into the Matrix3 it is given (the parent), for

@@ -42,7 +42,9 @@ class CompoundControl : public Control, public ILockedTrackImp {
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
         return TRUE;
     }
-    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage, BOOL) override {
+    // Whatever a sub-controller announces may have changed what it answers.
+    RefResult NotifyRefChanged(const Interval&, RefTargetHandle, PartID&, RefMessage msg, BOOL) override {
+        if (msg != REFMSG_TEST_DEPENDENCY) DropCache();
         return REF_SUCCEED;
     }
 
@@ -132,9 +134,13 @@ class CompoundControl : public Control, public ILockedTrackImp {
 
   protected:
     Control* Sub(int i) const { return i >= 0 && i < int(subs_.size()) ? subs_[size_t(i)] : nullptr; }
+    // Every slot change passes here: replacement, its undo and redo, load, a deleted target.
     void SetReference(int i, RefTargetHandle rtarg) override {
         if (i >= 0 && i < int(subs_.size())) subs_[size_t(i)] = dynamic_cast<Control*>(rtarg);
+        DropCache();
     }
+    // Forgets a cached value; controllers that keep one override this.
+    virtual void DropCache() {}
     // Loads the chunk CompoundControl wrote; false for another chunk.
     bool LoadCompoundChunk(ILoad* iload, IOResult& res) {
         if (iload->CurChunkID() != COMPOUND_LOCK_CHUNK) return false;

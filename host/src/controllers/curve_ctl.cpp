@@ -138,7 +138,7 @@ public:
                     res = IO_ERROR;
                 std::vector<CurvePoint> pts(res == IO_OK ? static_cast<size_t>(n) : 0);
                 for (CurvePoint& p : pts) {
-                    float f[6];
+                    float f[6] = {};
                     if (res == IO_OK) res = iload->Read(f, sizeof(f), &nb);
                     if (res == IO_OK) res = iload->Read(&p.flags, sizeof(int), &nb);
                     p.p = Point2(f[0], f[1]);

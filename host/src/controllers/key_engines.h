@@ -76,6 +76,40 @@ inline float SegmentFraction(TimeValue t, TimeValue t0, float invDt) {
     return float(double(int64_t(t) - int64_t(t0)) * invDt);
 }
 
+// The axes of a scale track: per key its unit axis, each made closest to the one before, and
+// between keys the slerp of the two. Most tracks never turn their axis; the slerp of a segment
+// whose ends agree is the same quaternion at every fraction and is found when building.
+class ScaleAxes {
+  public:
+    template <class Key> void Build(const std::vector<Key>& keys) {
+        const size_t n = keys.size();
+        keys_.resize(n);
+        for (size_t i = 0; i < n; ++i) {
+            keys_[i] = SafeUnit(keys[i].val.q);
+            if (i > 0) keys_[i].MakeClosest(keys_[i - 1]);
+        }
+        segs_.resize(n > 0 ? n - 1 : 0);
+        for (size_t i = 0; i + 1 < n; ++i) {
+            segs_[i].turns = !(keys_[i] == keys_[i + 1]);
+            segs_[i].still = Slerp(keys_[i], keys_[i + 1], 0.0f);
+        }
+    }
+    const Quat& AtKey(int i) const { return keys_[size_t(i)]; }
+    // Segment i at fraction u.
+    Quat Between(int i, float u) const {
+        const Seg& s = segs_[size_t(i)];
+        return s.turns ? Slerp(keys_[size_t(i)], keys_[size_t(i + 1)], u) : s.still;
+    }
+
+  private:
+    struct Seg {
+        Quat still;
+        bool turns = false;
+    };
+    std::vector<Quat> keys_;
+    std::vector<Seg> segs_;
+};
+
 // Ease of a TCB segment: a warp of u in [0, 1] that starts slow over a (ease out of the
 // earlier key) and ends slow over b (ease into the later key); a + b above 1 is scaled down.
 inline float Ease(float u, float a, float b) {
@@ -121,17 +155,13 @@ template <class Key, class V> class BezierEngine {
         vals_.resize(size_t(n));
         eff_.resize(size_t(n));
         segs_.resize(size_t(std::max(n - 1, 0)));
-        if constexpr (std::is_same_v<V, ScaleValue>) axes_.resize(size_t(n));
         for (int i = 0; i < n; ++i) {
             times_[size_t(i)] = keys[size_t(i)].time;
             const float* v = Chan<V>::P(keys[size_t(i)].val);
             for (int c = 0; c < N; ++c)
                 vals_[size_t(i)][size_t(c)] = v[c];
-            if constexpr (std::is_same_v<V, ScaleValue>) {
-                axes_[size_t(i)] = SafeUnit(keys[size_t(i)].val.q);
-                if (i > 0) axes_[size_t(i)].MakeClosest(axes_[size_t(i - 1)]);
-            }
         }
+        if constexpr (std::is_same_v<V, ScaleValue>) axes_.Build(keys);
         for (int i = 0; i < n; ++i)
             BuildTangents(keys, i);
         for (int i = 0; i + 1 < n; ++i)
@@ -160,14 +190,13 @@ template <class Key, class V> class BezierEngine {
                     float s = sg.mode == kCubic ? u : SolveParam(u, sg.x1[c], sg.x2[c]);
                     o[c] = ((sg.c[c][3] * s + sg.c[c][2]) * s + sg.c[c][1]) * s + sg.c[c][0];
                 }
-                if constexpr (std::is_same_v<V, ScaleValue>)
-                    out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], u);
+                if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_.Between(i, u);
                 return;
             }
         }
         for (int c = 0; c < N; ++c)
             o[c] = vals_[size_t(i)][size_t(c)];
-        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
+        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_.AtKey(i);
     }
 
     // Rate leaving the first key (atEnd false) or arriving at the last, per tick.
@@ -335,7 +364,7 @@ template <class Key, class V> class BezierEngine {
     std::vector<std::array<float, N>> vals_;
     std::vector<Eff> eff_;
     std::vector<Seg> segs_;
-    std::vector<Quat> axes_;
+    ScaleAxes axes_;
     mutable int hint_ = 0;
 };
 
@@ -355,7 +384,6 @@ template <class Key, class V> class TCBEngine {
         times_.resize(size_t(n));
         vals_.resize(size_t(n));
         segs_.resize(size_t(std::max(n - 1, 0)));
-        if constexpr (std::is_same_v<V, ScaleValue>) axes_.resize(size_t(n));
         std::vector<std::array<float, N>>& td = td_;
         std::vector<std::array<float, N>>& ts = ts_;
         td.assign(size_t(n), {});
@@ -365,11 +393,8 @@ template <class Key, class V> class TCBEngine {
             const float* v = Chan<V>::P(keys[size_t(i)].val);
             for (int c = 0; c < N; ++c)
                 vals_[size_t(i)][size_t(c)] = v[c];
-            if constexpr (std::is_same_v<V, ScaleValue>) {
-                axes_[size_t(i)] = SafeUnit(keys[size_t(i)].val.q);
-                if (i > 0) axes_[size_t(i)].MakeClosest(axes_[size_t(i - 1)]);
-            }
         }
+        if constexpr (std::is_same_v<V, ScaleValue>) axes_.Build(keys);
         // Interior keys.
         for (int i = 1; i + 1 < n; ++i) {
             const Key& k = keys[size_t(i)];
@@ -441,14 +466,13 @@ template <class Key, class V> class TCBEngine {
                 const float s = Ease(u, sg.easeA, sg.easeB);
                 for (int c = 0; c < N; ++c)
                     o[c] = ((sg.c[c][3] * s + sg.c[c][2]) * s + sg.c[c][1]) * s + sg.c[c][0];
-                if constexpr (std::is_same_v<V, ScaleValue>)
-                    out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], s);
+                if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_.Between(i, s);
                 return;
             }
         }
         for (int c = 0; c < N; ++c)
             o[c] = vals_[size_t(i)][size_t(c)];
-        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
+        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_.AtKey(i);
     }
 
     void EndSlope(bool atEnd, V& delta, double& ticks) const {
@@ -479,7 +503,7 @@ template <class Key, class V> class TCBEngine {
     std::vector<std::array<float, N>> vals_;
     std::vector<std::array<float, N>> td_, ts_;
     std::vector<Seg> segs_;
-    std::vector<Quat> axes_;
+    ScaleAxes axes_;
     mutable int hint_ = 0;
 };
 
@@ -498,15 +522,11 @@ template <class Key, class V> class LinearEngine {
         times_.resize(size_t(n));
         vals_.resize(size_t(n));
         invDt_.resize(size_t(std::max(n - 1, 0)));
-        if constexpr (std::is_same_v<V, ScaleValue>) axes_.resize(size_t(n));
         for (int i = 0; i < n; ++i) {
             times_[size_t(i)] = keys[size_t(i)].time;
             vals_[size_t(i)] = keys[size_t(i)].val;
-            if constexpr (std::is_same_v<V, ScaleValue>) {
-                axes_[size_t(i)] = SafeUnit(keys[size_t(i)].val.q);
-                if (i > 0) axes_[size_t(i)].MakeClosest(axes_[size_t(i - 1)]);
-            }
         }
+        if constexpr (std::is_same_v<V, ScaleValue>) axes_.Build(keys);
         for (int i = 0; i + 1 < n; ++i) {
             const double dt = double(times_[size_t(i + 1)]) - double(times_[size_t(i)]);
             invDt_[size_t(i)] = dt > 0.0 ? float(1.0 / dt) : 0.0f;
@@ -527,7 +547,7 @@ template <class Key, class V> class LinearEngine {
         const float u = SegmentFraction(t, times_[size_t(i)], invDt_[size_t(i)]);
         if constexpr (std::is_same_v<V, ScaleValue>) {
             out.s = vals_[size_t(i)].s + (vals_[size_t(i + 1)].s - vals_[size_t(i)].s) * u;
-            out.q = Slerp(axes_[size_t(i)], axes_[size_t(i + 1)], u);
+            out.q = axes_.Between(i, u);
         } else {
             out = vals_[size_t(i)] + (vals_[size_t(i + 1)] - vals_[size_t(i)]) * u;
         }
@@ -552,12 +572,12 @@ template <class Key, class V> class LinearEngine {
   private:
     void Pick(int i, V& out) const {
         out = vals_[size_t(i)];
-        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_[size_t(i)];
+        if constexpr (std::is_same_v<V, ScaleValue>) out.q = axes_.AtKey(i);
     }
     std::vector<TimeValue> times_;
     std::vector<V> vals_;
     std::vector<float> invDt_;
-    std::vector<Quat> axes_;
+    ScaleAxes axes_;
     mutable int hint_ = 0;
 };
 

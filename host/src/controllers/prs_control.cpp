@@ -10,6 +10,7 @@
 #include "decomp.h"
 #include "gfx.h"
 #include "stdctrl.h"
+#include "value_cache.h"
 #include "value_ops.h"
 
 namespace host::ctrl {
@@ -64,10 +65,34 @@ class PRSControl : public CompoundControl {
     }
 
     // Transform controllers are always asked relative to a parent, whatever the method says.
+    // When every sub-controller pre-multiplies by a value of its own, the local transform is
+    // kept and a read inside its interval is one product (always the product, so that a read
+    // answers the same whatever was read before); otherwise each sub-controller applies itself
+    // to the parent in turn.
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod = CTRL_ABSOLUTE) override {
         Matrix3& m = *static_cast<Matrix3*>(val);
-        for (int i : {kPos, kRot, kScale})
-            if (Control* c = Sub(i)) c->GetValue(t, &m, valid, CTRL_RELATIVE);
+        Matrix3 local;
+        if (cache_.Get(t, local, valid)) {
+            m = local * m;
+            return;
+        }
+        const auto cacheable = [this] {
+            for (int i : {kPos, kRot, kScale})
+                if (Control* c = Sub(i); c && (c->SuperClassID() != SubSuperClass(i) || !IsSelfContained(c)))
+                    return false;
+            return true;
+        };
+        Interval iv = FOREVER;
+        if (!cache_.Allowed(cacheable)) {
+            for (int i : {kPos, kRot, kScale})
+                if (Control* c = Sub(i)) c->GetValue(t, &m, iv, CTRL_RELATIVE);
+        } else {
+            for (int i : {kPos, kRot, kScale})
+                if (Control* c = Sub(i)) c->GetValue(t, &local, iv, CTRL_RELATIVE);
+            cache_.Put(local, iv);
+            m = local * m;
+        }
+        valid &= iv;
     }
 
     // A constraint placed as a sub-controller draws, picks and frames what it owns (viewlines,
@@ -126,6 +151,8 @@ class PRSControl : public CompoundControl {
     IOResult Load(ILoad* iload) override { return LoadCompoundChunks(iload); }
 
   private:
+    void DropCache() override { cache_.Drop(); }
+
     static bool Picked(int i, DWORD flags) {
         const DWORD which = flags & (KEYAT_POSITION | KEYAT_ROTATION | KEYAT_SCALE);
         return !which || (which & (i == kPos ? KEYAT_POSITION : i == kRot ? KEYAT_ROTATION : KEYAT_SCALE));
@@ -197,6 +224,8 @@ class PRSControl : public CompoundControl {
         if (Control* c = Sub(kRot)) c->SetValue(t, &q, commit, CTRL_ABSOLUTE);
         if (Control* c = Sub(kScale)) c->SetValue(t, &s, commit, CTRL_ABSOLUTE);
     }
+
+    ValueCache<Matrix3> cache_; // the local transform: the sub-controllers' product on the identity
 };
 
 Control* NewPRS() { return new PRSControl(); }

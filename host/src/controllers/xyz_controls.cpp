@@ -8,6 +8,7 @@
 #include "maxapi.h"
 #include "restore_util.h"
 #include "stdctrl.h"
+#include "value_cache.h"
 #include "value_ops.h"
 
 namespace host::ctrl {
@@ -132,11 +133,15 @@ class EulerXYZ : public CompoundControl, public IEulerControl {
     Control* GetZController() override { return Sub(2); }
 
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override {
-        float axes[3] = {0.0f, 0.0f, 0.0f}, pos[3];
-        for (int k = 0; k < 3; ++k)
-            if (Control* c = subs_[size_t(k)]) c->GetValue(t, &axes[k], valid, CTRL_ABSOLUTE);
-        AxesToPositional(axes, pos, order_);
-        const Quat q = EulerQuat(pos, order_);
+        const Quat q = cache_.Read(
+            t, valid, [this] { return IsSelfContained(this); },
+            [&](Interval& iv) {
+                float axes[3] = {0.0f, 0.0f, 0.0f}, pos[3];
+                for (int k = 0; k < 3; ++k)
+                    if (Control* c = subs_[size_t(k)]) c->GetValue(t, &axes[k], iv, CTRL_ABSOLUTE);
+                AxesToPositional(axes, pos, order_);
+                return EulerQuat(pos, order_);
+            });
         if (method == CTRL_RELATIVE)
             PreRotate(*static_cast<Matrix3*>(val), q);
         else
@@ -172,6 +177,7 @@ class EulerXYZ : public CompoundControl, public IEulerControl {
             theHold.Put(new KeyTableRestore<EulerXYZ, int>(this, order_));
         }
         order_ = newOrder;
+        cache_.Drop();
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     }
 
@@ -201,6 +207,7 @@ class EulerXYZ : public CompoundControl, public IEulerControl {
                 res = iload->Read(&order, sizeof(order), &nr);
                 if (res == IO_OK)
                     order_ = order >= EULERTYPE_XYZ && order <= EULERTYPE_ZXZ ? order : EULERTYPE_XYZ;
+                cache_.Drop();
             }
             iload->CloseChunk();
             if (res != IO_OK) return res;
@@ -213,9 +220,12 @@ class EulerXYZ : public CompoundControl, public IEulerControl {
     int Snapshot() const { return order_; }
     void Apply(int order) {
         order_ = order;
+        cache_.Drop();
         NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     }
+    void DropCache() override { cache_.Drop(); }
     int order_ = EULERTYPE_XYZ;
+    ValueCache<Quat> cache_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -236,9 +246,14 @@ class PositionXYZ : public CompoundControl {
     Control* GetZController() override { return Sub(2); }
 
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override {
-        Point3 p;
-        for (int k = 0; k < 3; ++k)
-            if (Control* c = subs_[size_t(k)]) c->GetValue(t, &p[k], valid, CTRL_ABSOLUTE);
+        const Point3 p = cache_.Read(
+            t, valid, [this] { return IsSelfContained(this); },
+            [&](Interval& iv) {
+                Point3 v;
+                for (int k = 0; k < 3; ++k)
+                    if (Control* c = subs_[size_t(k)]) c->GetValue(t, &v[k], iv, CTRL_ABSOLUTE);
+                return v;
+            });
         ApplyRelativeOrStore(val, p, method);
     }
     // Absolute: a Point3; relative: a Point3 added per axis.
@@ -264,6 +279,8 @@ class PositionXYZ : public CompoundControl {
         else
             *static_cast<Point3*>(val) = p;
     }
+    void DropCache() override { cache_.Drop(); }
+    ValueCache<Point3> cache_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -283,9 +300,14 @@ class ScaleXYZ : public CompoundControl {
 
     // A missing sub-controller reads 1.
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method = CTRL_ABSOLUTE) override {
-        ScaleValue v;
-        for (int k = 0; k < 3; ++k)
-            if (Control* c = subs_[size_t(k)]) c->GetValue(t, &v.s[k], valid, CTRL_ABSOLUTE);
+        const ScaleValue v = cache_.Read(
+            t, valid, [this] { return IsSelfContained(this); },
+            [&](Interval& iv) {
+                ScaleValue s;
+                for (int k = 0; k < 3; ++k)
+                    if (Control* c = subs_[size_t(k)]) c->GetValue(t, &s.s[k], iv, CTRL_ABSOLUTE);
+                return s;
+            });
         if (method == CTRL_RELATIVE)
             ApplyScaling(*static_cast<Matrix3*>(val), v);
         else
@@ -314,6 +336,10 @@ class ScaleXYZ : public CompoundControl {
         return c;
     }
     IOResult Load(ILoad* iload) override { return LoadCompoundChunks(iload); }
+
+  private:
+    void DropCache() override { cache_.Drop(); }
+    ValueCache<ScaleValue> cache_;
 };
 
 Control* NewEulerXYZ() { return new EulerXYZ(); }

@@ -118,6 +118,8 @@ RefResult ReferenceMaker::ReplaceReference(int which, RefTargetHandle newtarg, B
         old->RefDeleted();
         if (delOld) old->MaybeAutoDelete();
     }
+    // As on undo and redo of the swap: caches computed from the old slot must go.
+    if (IsRefTarget()) static_cast<ReferenceTarget*>(this)->NotifyDependents(FOREVER, PART_ALL, REFMSG_CHANGE);
     return REF_SUCCEED;
 }
 

@@ -230,6 +230,40 @@ TEST_F(Interpolation, LinearControllersInterpolateStraight) {
     EXPECT_TRUE(Near3(ScaleAt(s, 50).s, Point3(2.0f, 1.0f, 1.5f)));
 }
 
+// Scale axes: a segment whose keys share an axis holds it (a key with the negated quaternion
+// is the same axis), a segment between different axes slerps, for every scale class.
+template <class Key> void AddScaleKeys(Control* c, const Quat (&axes)[4]) {
+    for (int i = 0; i < 4; ++i) {
+        Key k;
+        k.time = i * 100;
+        k.val = ScaleValue(Point3(1.0f + float(i), 2.0f, 1.0f), axes[i]);
+        GetKeyControlInterface(c)->AppendKey(&k);
+    }
+}
+
+TEST_F(Interpolation, ScaleAxesTurnOnlyBetweenKeysThatTurnThem) {
+    const Quat a(AngAxis(Point3(0.0f, 0.6f, 0.8f), 0.7f)), b(AngAxis(Point3(1.0f, 0.0f, 0.0f), -1.2f));
+    const Quat axes[4] = {a, a, b, -b};
+    for (ULONG id : {HYBRIDINTERP_SCALE_CLASS_ID, TCBINTERP_SCALE_CLASS_ID, LININTERP_SCALE_CLASS_ID}) {
+        SCOPED_TRACE(id);
+        Holder h;
+        Control* c = h.Hold(Make(CTRL_SCALE_CLASS_ID, id));
+        if (id == HYBRIDINTERP_SCALE_CLASS_ID)
+            AddScaleKeys<IBezScaleKey>(c, axes);
+        else if (id == TCBINTERP_SCALE_CLASS_ID)
+            AddScaleKeys<ITCBScaleKey>(c, axes);
+        else
+            AddScaleKeys<ILinScaleKey>(c, axes);
+        for (TimeValue t : {0, 1, 37, 99, 100})
+            EXPECT_TRUE(SameRotation(ScaleAt(c, t).q, a, 1e-6f)) << t;
+        for (TimeValue t : {200, 201, 250, 299, 300, 400})
+            EXPECT_TRUE(SameRotation(ScaleAt(c, t).q, b, 1e-6f)) << t;
+        // Halfway between a and b the axis is halfway (no ease on the TCB keys).
+        EXPECT_TRUE(SameRotation(ScaleAt(c, 150).q, Slerp(a, b, 0.5f), 1e-5f));
+        EXPECT_FALSE(SameRotation(ScaleAt(c, 150).q, a, 1e-3f));
+    }
+}
+
 TEST_F(Interpolation, RotationKeysTakeTheShortWay) {
     const Quat z90 = Quat(AngAxis(Point3::ZAxis, HALFPI));
     const Quat z45 = Quat(AngAxis(Point3::ZAxis, HALFPI / 2));

@@ -86,7 +86,7 @@ TEST(References, DeletingATargetNullsEveryReferenceToIt) {
     b->DeleteMe();
 }
 
-TEST(References, UndoAndRedoOfASwapTellTheMakersDependents) {
+TEST(References, ASwapItsUndoAndRedoTellTheMakersDependents) {
     HoldReset reset;
     auto* top = new Thing(1);
     auto* mid = new Thing(1);
@@ -94,9 +94,13 @@ TEST(References, UndoAndRedoOfASwapTellTheMakersDependents) {
     auto* b = new Thing(0);
     top->ReplaceReference(0, mid);
     mid->ReplaceReference(0, a);
+    top->log.clear();
     theHold.Begin();
     mid->ReplaceReference(0, b);
     theHold.Accept(L"Swap");
+    ASSERT_FALSE(top->log.empty()) << "a cache above mid would keep what a gave it";
+    EXPECT_EQ(top->log.back(), REFMSG_CHANGE);
+    EXPECT_EQ(top->lastFrom, mid);
     top->log.clear();
     ASSERT_TRUE(theHold.Undo());
     EXPECT_EQ(mid->refs[0], a);

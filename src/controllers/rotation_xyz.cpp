@@ -16,6 +16,8 @@ constexpr USHORT kOrderChunk = 0x0100;
 
 // Axes (0 X, 1 Y, 2 Z) of each position for the XYZ family of host Euler orders.
 constexpr int kOrderAxes[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 2, 0}, {1, 0, 2}, {2, 0, 1}, {2, 1, 0}};
+// Load and SetOrder keep the order in range; the bound also tells the optimizer so.
+inline const int* OrderAxes(int order) { return kOrderAxes[order >= 0 && order < 6 ? order : 0]; }
 
 }  // namespace
 
@@ -83,7 +85,7 @@ void RotationXYZ::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod
     valid &= cacheValid;
     Matrix3 m;
     for (int k = 0; k < 3; ++k) {
-        int axis = kOrderAxes[order][k];
+        int axis = OrderAxes(order)[k];
         if (axis == 0)
             m.RotateX(cache[axis]);
         else if (axis == 1)
@@ -107,10 +109,10 @@ void RotationXYZ::SetValue(TimeValue t, void* val, int commit, GetSetMethod meth
     Quat q = method == CTRL_ABSOLUTE ? *static_cast<Quat*>(val) : now * Quat(*static_cast<AngAxis*>(val));
     // Angles by position, starting from the present ones so the result stays continuous.
     float ang[3];
-    for (int k = 0; k < 3; ++k) ang[k] = cache[kOrderAxes[order][k]];
+    for (int k = 0; k < 3; ++k) ang[k] = cache[OrderAxes(order)[k]];
     ContinuousQuatToEuler(q, ang, order);
     for (int k = 0; k < 3; ++k) {
-        int axis = kOrderAxes[order][k];
+        int axis = OrderAxes(order)[k];
         if (rot[axis]) rot[axis]->SetValue(t, &ang[k], commit, CTRL_ABSOLUTE);
     }
     cacheOk = false;

@@ -72,7 +72,9 @@ TEST_F(ParentConstraintTest, BlendsOneAndSeveralWeightedTargetsUnderEveryParent)
         // Two targets on one matrix blend back to it: decomposition and recomposition agree,
         // stretch and shear of a non-uniform parent included.
         b->SetNodeTM(0, aw);
-        if (parentTM.Det() > 0.0f) EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(aw, 1e-4f));
+        if (parentTM.Det() > 0.0f) {
+            EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(aw, 1e-4f));
+        }
 
         // Weights of 0 everywhere leave no blend: the identity.
         pc->setWeight(0, 0.0f);
@@ -130,7 +132,9 @@ TEST_F(ParentConstraintTest, KeepOffsetAddsTargetsWithoutAJumpAndMovesStayWhereT
         const Matrix3 held = n->GetNodeTM(0);
         ASSERT_TRUE(pc->appendTarget(b, 50.0f));
         // A mirrored blend space loses its sign once two targets are blended (deliberately).
-        if (parentTM.Det() > 0.0f) EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(held, 1e-4f));
+        if (parentTM.Det() > 0.0f) {
+            EXPECT_THAT(n->GetNodeTM(0), NearMatrix3(held, 1e-4f));
+        }
 
         // The animator moves and places the node: it stays there, and then follows from there.
         const Point3 at = n->GetNodeTM(0).GetTrans();

@@ -98,7 +98,9 @@ void* Value::operator new(size_t size) {
     return p;
 }
 
-void Value::operator delete(void* p) { ::operator delete(p); }
+// Kept out of line like operator new, so that the compiler pairs the two class functions
+// rather than the global ones they call.
+[[gnu::noinline]] void Value::operator delete(void* p) { ::operator delete(p); }
 
 Value undefined;
 Value ok{hs::Value::Ok()};

@@ -79,7 +79,9 @@ void RotationXYZ::Fill(TimeValue t) {
     cacheOk = true;
 }
 
-void RotationXYZ::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
+// Out of line: a copy speculatively inlined for the float sub-controllers' calls in Fill
+// would be checked against a float.
+[[gnu::noinline]] void RotationXYZ::GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod method) {
     if (!val) return;
     if (!cacheOk || !cacheValid.InInterval(t)) Fill(t);
     valid &= cacheValid;

@@ -92,14 +92,14 @@ BOOL ExecuteMAXScriptScript(const MCHAR* text, BOOL quietErrors, FPValue* result
 
 // ---- values ---------------------------------------------------------------------------------------
 
-void* Value::operator new(size_t size) {
+[[gnu::noinline]] void* Value::operator new(size_t size) {
     void* p = ::operator new(size);
     if (g_arena) g_arena->made.push_back(static_cast<Value*>(p));
     return p;
 }
 
-// Kept out of line like operator new, so that the compiler pairs the two class functions
-// rather than the global ones they call.
+// Both kept out of line, so that the compiler pairs the two class functions rather than the
+// global ones they call.
 [[gnu::noinline]] void Value::operator delete(void* p) { ::operator delete(p); }
 
 Value undefined;

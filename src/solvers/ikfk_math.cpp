@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <math.h>
 
 namespace kt {
 
@@ -125,10 +126,13 @@ Quat SlerpClosest(const Quat& a, Quat b, float w) {
         sa = 1.0f - w;
         sb = w;
     } else {
+        // sin((1 - w) o) = sin(o) cos(w o) - cos(o) sin(w o), with c for cos(o): the two
+        // differ by far less than the float noise of c itself.
         const float o = std::acos(std::min(c, 1.0f));
-        const float inv = 1.0f / std::sin(o);
-        sa = std::sin((1.0f - w) * o) * inv;
-        sb = std::sin(w * o) * inv;
+        float sw, cw;
+        ::sincosf(w * o, &sw, &cw);
+        sb = sw / std::sin(o);
+        sa = cw - c * sb;
     }
     Quat r(sa * a.x + sb * b.x, sa * a.y + sb * b.y, sa * a.z + sb * b.z, sa * a.w + sb * b.w);
     const float l2 = r.x * r.x + r.y * r.y + r.z * r.z + r.w * r.w;

@@ -9,7 +9,7 @@
 #include <QVBoxLayout>
 
 #include "controllers/parent_constraint.h"
-#include "frame/class_registry.h"
+#include "frame/ui/owner_rollup.h"
 #include "hold.h"
 #include "inode.h"
 #include "maxapi.h"
@@ -26,21 +26,14 @@ QString Text(int id, const char* fallback) {
     return s ? QString::fromWCharArray(s) : QString::fromUtf8(fallback);
 }
 
-MaxSDK::QMaxParamBlockWidget* MakeRollup(ReferenceMaker& owner, IParamBlock2& pb, MapID map, MSTR& title, int& flags,
-                                         int& category) {
-    (void)flags;
-    (void)category;
-    auto* pc = dynamic_cast<ParentConstraint*>(&owner);
-    if (map != 0 || !pc) return nullptr;
+const MCHAR* RollupTitle() {
     const MCHAR* s = GetString(IDS_PARENT_CONSTRAINT_ROLLUP);
-    title = s ? s : L"Parent Constraint";
-    auto* w = new ParentConstraintRollup(pc);
-    w->SetParamBlock(&owner, &pb);
-    return w;
+    return s ? s : L"Parent Constraint";
 }
 
-const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(CTRL_MATRIX3_CLASS_ID, PARENT_CONSTRAINT_CLASS_ID,
-                                                                 &MakeRollup);
+const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(
+    CTRL_MATRIX3_CLASS_ID, PARENT_CONSTRAINT_CLASS_ID,
+    &MakeOwnerRollup<ParentConstraint, ParentConstraintRollup, RollupTitle>);
 
 }  // namespace
 

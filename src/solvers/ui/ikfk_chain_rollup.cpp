@@ -9,7 +9,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "frame/class_registry.h"
+#include "frame/ui/owner_rollup.h"
 #include "solvers/ikfk_chain.h"
 #include "ui/qmax_controls.h"
 #include "ui/qmax_spinner.h"
@@ -17,19 +17,10 @@
 namespace kt {
 namespace {
 
-MaxSDK::QMaxParamBlockWidget* MakeRollup(ReferenceMaker& owner, IParamBlock2& pb, MapID map, MSTR& title, int& flags,
-                                         int& category) {
-    (void)flags;
-    (void)category;
-    auto* chain = dynamic_cast<IKFKChain*>(&owner);
-    if (map != 0 || !chain) return nullptr;
-    title = L"IKFK Chain";
-    auto* w = new IKFKChainRollup(chain);
-    w->SetParamBlock(&owner, &pb);
-    return w;
-}
+const MCHAR* RollupTitle() { return L"IKFK Chain"; }
 
-const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(CTRL_MATRIX3_CLASS_ID, IKFKCHAIN_CLASS_ID, &MakeRollup);
+const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(
+    CTRL_MATRIX3_CLASS_ID, IKFKCHAIN_CLASS_ID, &MakeOwnerRollup<IKFKChain, IKFKChainRollup, RollupTitle>);
 
 // Percent parameters show 0..max percent; angles show degrees.
 MaxSDK::QmaxDoubleSpinBox* Spinner(const char* name, double lo, double hi) {

@@ -6,7 +6,7 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
-#include "frame/class_registry.h"
+#include "frame/ui/owner_rollup.h"
 #include "inode.h"
 #include "maxapi.h"
 #include "ui/qmax_spinner.h"
@@ -14,19 +14,10 @@
 namespace kt {
 namespace {
 
-MaxSDK::QMaxParamBlockWidget* MakeRollup(ReferenceMaker& owner, IParamBlock2& pb, MapID map, MSTR& title, int& flags,
-                                         int& category) {
-    (void)flags;
-    (void)category;
-    auto* link = dynamic_cast<IKFKLink*>(&owner);
-    if (map != 0 || !link) return nullptr;
-    title = L"IKFK Links";
-    auto* w = new IKFKLinkRollup(link);
-    w->SetParamBlock(&owner, &pb);
-    return w;
-}
+const MCHAR* RollupTitle() { return L"IKFK Links"; }
 
-const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(CTRL_FLOAT_CLASS_ID, IKFKLINK_CLASS_ID, &MakeRollup);
+const bool rollupAttached = ClassRegistry::AttachQtWidgetFactory(
+    CTRL_FLOAT_CLASS_ID, IKFKLINK_CLASS_ID, &MakeOwnerRollup<IKFKLink, IKFKLinkRollup, RollupTitle>);
 
 int CurrentFrame() { return GetCOREInterface()->GetTime() / GetTicksPerFrame(); }
 

@@ -66,14 +66,14 @@ class PRSControl : public CompoundControl {
 
     // Transform controllers are always asked relative to a parent, whatever the method says.
     // When every sub-controller pre-multiplies by a value of its own, the local transform is
-    // kept and a read inside its interval is one product (always the product, so that a read
-    // answers the same whatever was read before); otherwise each sub-controller applies itself
-    // to the parent in turn.
+    // kept and a read inside its interval is one product (composed the same way on a miss, so
+    // that a read answers the same whatever was read before); otherwise each sub-controller
+    // applies itself to the parent in turn.
     void GetValue(TimeValue t, void* val, Interval& valid, GetSetMethod = CTRL_ABSOLUTE) override {
         Matrix3& m = *static_cast<Matrix3*>(val);
         Matrix3 local;
         if (cache_.Get(t, local, valid)) {
-            m = local * m;
+            Compose(local, m);
             return;
         }
         const auto cacheable = [this] {
@@ -90,9 +90,19 @@ class PRSControl : public CompoundControl {
             for (int i : {kPos, kRot, kScale})
                 if (Control* c = Sub(i)) c->GetValue(t, &local, iv, CTRL_RELATIVE);
             cache_.Put(local, iv);
-            m = local * m;
+            Compose(local, m);
         }
         valid &= iv;
+    }
+
+    // m = local * m; an identity m (every FK read, every node under the root) is left as the
+    // product would leave it, without the product.
+    static void Compose(const Matrix3& local, Matrix3& m) {
+        if (m[0] == Point3(1.0f, 0.0f, 0.0f) && m[1] == Point3(0.0f, 1.0f, 0.0f) && m[2] == Point3(0.0f, 0.0f, 1.0f) &&
+            m[3] == Point3(0.0f, 0.0f, 0.0f))
+            m = local;
+        else
+            m = local * m;
     }
 
     // A constraint placed as a sub-controller draws, picks and frames what it owns (viewlines,
